@@ -1,0 +1,30 @@
+// Key and touch events as the phone's input devices deliver them.
+#pragma once
+
+#include <cstdint>
+
+#include "ftm/tapp.h"
+
+namespace hal {
+
+constexpr int INPUT_EVENT_SIZE = 16;
+constexpr int INPUT_READ_SIZE = 256;  // one read: at most 16 events
+
+// The phone's 16-byte input event, little-endian on the wire.
+struct input_event16 {
+	uint32_t sec;
+	uint32_t usec;
+	uint16_t type;
+	uint16_t code;
+	int32_t value;
+};
+static_assert(sizeof(input_event16) == INPUT_EVENT_SIZE);
+
+// The code of the first event if its value is not 0, else 0.
+int get_keycode(const uint8_t *events);
+
+// Turn count events into report texts, one per slot; *used says how many.
+int keypad_handler(const uint8_t *events, int count, char (*slots)[ftm::SLOT_SIZE], int *used);
+int touchpad_handler(const uint8_t *events, int count, char (*slots)[ftm::SLOT_SIZE], int *used);
+
+}  // namespace hal

@@ -1,0 +1,146 @@
+// The platform on the phone: the real system calls.
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <linux/input.h>
+#include <mutex>
+#include <set>
+#include <sys/ioctl.h>
+#include <sys/klog.h>
+#include <sys/mman.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "platform/platform.h"
+
+namespace plat {
+
+namespace {
+
+// The daemon reads input events as the phone's 16-byte records. On a host
+// whose struct input_event is larger, descriptors of input devices are
+// translated on read.
+constexpr bool kTranslateInput = sizeof(struct input_event) != 16;
+
+std::mutex input_mutex;
+std::set<int> input_fds;
+
+bool is_input_fd(int fd)
+{
+	if (!kTranslateInput)
+		return false;
+	std::lock_guard lock(input_mutex);
+	return input_fds.count(fd) != 0;
+}
+
+ssize_t read_input_events(int fd, void *buf, size_t n)
+{
+	constexpr size_t kMax = 16;
+	struct input_event host[kMax];
+	size_t want = std::min(n / 16, kMax);
+	if (want == 0)
+		return 0;
+	ssize_t got = ::read(fd, host, want * sizeof host[0]);
+	if (got <= 0)
+		return got;
+	size_t count = static_cast<size_t>(got) / sizeof host[0];
+	auto *out = static_cast<unsigned char *>(buf);
+	for (size_t i = 0; i < count; ++i) {
+		uint32_t sec = static_cast<uint32_t>(host[i].input_event_sec);
+		uint32_t usec = static_cast<uint32_t>(host[i].input_event_usec);
+		int32_t value = host[i].value;
+		std::memcpy(out + i * 16 + 0, &sec, 4);
+		std::memcpy(out + i * 16 + 4, &usec, 4);
+		std::memcpy(out + i * 16 + 8, &host[i].type, 2);
+		std::memcpy(out + i * 16 + 10, &host[i].code, 2);
+		std::memcpy(out + i * 16 + 12, &value, 4);
+	}
+	return static_cast<ssize_t>(count * 16);
+}
+
+}  // namespace
+
+void init() {}
+
+int open(const char *path, int flags, unsigned mode)
+{
+	int fd = ::open(path, flags, mode);
+	if (fd >= 0 && kTranslateInput && std::strncmp(path, "/dev/input/", 11) == 0) {
+		std::lock_guard lock(input_mutex);
+		input_fds.insert(fd);
+	}
+	return fd;
+}
+
+int close(int fd)
+{
+	if (kTranslateInput) {
+		std::lock_guard lock(input_mutex);
+		input_fds.erase(fd);
+	}
+	return ::close(fd);
+}
+
+ssize_t read(int fd, void *buf, size_t n)
+{
+	if (is_input_fd(fd))
+		return read_input_events(fd, buf, n);
+	return ::read(fd, buf, n);
+}
+
+ssize_t write(int fd, const void *buf, size_t n) { return ::write(fd, buf, n); }
+int ioctl(int fd, unsigned long request, uintptr_t arg) { return ::ioctl(fd, request, arg); }
+int select(int nfds, fd_set *rd, fd_set *wr, fd_set *ex, timeval *timeout)
+{
+	return ::select(nfds, rd, wr, ex, timeout);
+}
+void *mmap(void *addr, size_t len, int prot, int flags, int fd, off_t off)
+{
+	return ::mmap(addr, len, prot, flags, fd, off);
+}
+int munmap(void *addr, size_t len) { return ::munmap(addr, len); }
+int socket(int domain, int type, int protocol) { return ::socket(domain, type, protocol); }
+FILE *fopen(const char *path, const char *mode) { return ::fopen(path, mode); }
+int stat(const char *path, struct stat *st) { return ::stat(path, st); }
+int statfs(const char *path, struct statfs *st) { return ::statfs(path, st); }
+int unlink(const char *path) { return ::unlink(path); }
+int chdir(const char *path) { return ::chdir(path); }
+int system(const char *command) { return ::system(command); }
+
+int shell_on(int fd)
+{
+	pid_t pid = ::fork();
+	if (pid < 0)
+		return -1;
+	if (pid == 0) {
+		::dup2(fd, 0);
+		::dup2(fd, 1);
+		::dup2(fd, 2);
+		::execl("/system/bin/sh", "sh", static_cast<char *>(nullptr));
+		::_exit(127);
+	}
+	int status = 0;
+	while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+	}
+	return status;
+}
+
+int klogctl(int type, char *buf, int len) { return ::klogctl(type, buf, len); }
+pid_t fork() { return ::fork(); }
+int kill(pid_t pid, int sig) { return ::kill(pid, sig); }
+void exit_process(int status) { ::_exit(status); }
+int usleep(unsigned usec) { return ::usleep(usec); }
+unsigned sleep(unsigned sec) { return ::sleep(sec); }
+time_t time(time_t *t) { return ::time(t); }
+
+int64_t now_ms()
+{
+	timespec ts{};
+	::clock_gettime(CLOCK_MONOTONIC, &ts);
+	return static_cast<int64_t>(ts.tv_sec) * 1000 + ts.tv_nsec / 1000000;
+}
+
+}  // namespace plat

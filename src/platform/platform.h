@@ -1,0 +1,61 @@
+// The boundary between the daemon and the operating system or board.
+//
+// Every system call the daemon makes goes through here. Two implementations
+// exist and one is chosen at link time: platform_linux (the phone) and
+// platform_sim (the simulated board, see src/sim/).
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <ctime>
+#include <sys/select.h>
+#include <sys/stat.h>
+#include <sys/statfs.h>
+#include <sys/types.h>
+
+namespace plat {
+
+// Called once by main before anything else.
+void init();
+
+int open(const char *path, int flags, unsigned mode = 0);
+int close(int fd);
+ssize_t read(int fd, void *buf, size_t n);
+ssize_t write(int fd, const void *buf, size_t n);
+int ioctl(int fd, unsigned long request, uintptr_t arg);
+template <typename T>
+int ioctl(int fd, unsigned long request, T *arg)
+{
+	return ioctl(fd, request, reinterpret_cast<uintptr_t>(arg));
+}
+int select(int nfds, fd_set *rd, fd_set *wr, fd_set *ex, timeval *timeout);
+void *mmap(void *addr, size_t len, int prot, int flags, int fd, off_t off);
+int munmap(void *addr, size_t len);
+int socket(int domain, int type, int protocol);
+
+FILE *fopen(const char *path, const char *mode);
+int stat(const char *path, struct stat *st);
+int statfs(const char *path, struct statfs *st);
+int unlink(const char *path);
+
+// The shell: absolute paths in the command line name the board's files.
+int system(const char *command);
+// Runs an interactive shell with its standard streams on fd; returns when it ends.
+int shell_on(int fd);
+
+// The kernel log ring (klogctl actions as the kernel defines them).
+int klogctl(int type, char *buf, int len);
+
+pid_t fork();
+int kill(pid_t pid, int sig);
+[[noreturn]] void exit_process(int status);
+int chdir(const char *path);
+
+int usleep(unsigned usec);
+unsigned sleep(unsigned sec);
+time_t time(time_t *t);
+// Monotonic milliseconds, for bounded waits on hardware.
+int64_t now_ms();
+
+}  // namespace plat

@@ -1,0 +1,26 @@
+// The device nodes of the simulated board. A path not listed here is a plain
+// file, FIFO or pty under the board root.
+#include <array>
+
+#include "sim/device.h"
+#include "sim/models.h"
+
+namespace sim {
+
+namespace {
+
+constexpr std::array device_table = {
+	DeviceEntry{"/dev/ftmgpio", open_ftmgpio},
+};
+
+}  // namespace
+
+const DeviceEntry *find_device(std::string_view phone_path)
+{
+	for (const DeviceEntry &entry : device_table)
+		if (entry.path == phone_path)
+			return &entry;
+	return nullptr;
+}
+
+}  // namespace sim

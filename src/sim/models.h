@@ -1,0 +1,10 @@
+// Factories of the board's device models, one per device file in src/sim/.
+#pragma once
+
+#include "sim/device.h"
+
+namespace sim {
+
+std::unique_ptr<Device> open_ftmgpio(Board &board, int flags);
+
+}  // namespace sim

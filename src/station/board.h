@@ -1,0 +1,16 @@
+// Making a fresh simulated board on disk.
+#pragma once
+
+#include <string>
+
+namespace station {
+
+// Writes a fresh default board at dir: folders, input FIFOs, the kernel log,
+// the version file, the board file and the board's stand-in tools. Existing
+// files of the template are overwritten. Returns false with a reason.
+bool init_board(const std::string &dir, std::string *error = nullptr);
+
+// Sets key = value in the board file, replacing an earlier line for key.
+bool set_board_value(const std::string &dir, const std::string &key, const std::string &value);
+
+}  // namespace station

@@ -1,0 +1,119 @@
+#include "station/phone.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <pty.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "station/link.h"
+
+namespace station {
+
+namespace {
+
+bool open_pty(int *master, int *slave, std::string *name)
+{
+	char path[256] = {};
+	if (::openpty(master, slave, path, nullptr, nullptr) != 0)
+		return false;
+	::fcntl(*master, F_SETFD, FD_CLOEXEC);
+	::fcntl(*slave, F_SETFD, FD_CLOEXEC);
+	make_raw(*slave);
+	if (name)
+		*name = path;
+	return true;
+}
+
+void close_fd(int &fd)
+{
+	if (fd >= 0)
+		::close(fd);
+	fd = -1;
+}
+
+}  // namespace
+
+Phone::~Phone() { stop(); }
+
+bool Phone::start(const Options &options, std::string *error)
+{
+	options_ = options;
+	if (options_.output_log.empty())
+		options_.output_log = options_.board_dir + "/ftmd.out";
+	std::string wired_name;
+	if (!open_pty(&wired_master_, &wired_slave_, &wired_name) ||
+	    !open_pty(&usb_master_, &usb_slave_, &usb_slave_name_)) {
+		if (error)
+			*error = std::string("openpty: ") + std::strerror(errno);
+		return false;
+	}
+	std::string usb_link = options_.board_dir + "/dev/ttyHSUSB1";
+	::unlink(usb_link.c_str());
+	if (options_.usb_at_start)
+		attach_usb();
+
+	pid_ = ::fork();
+	if (pid_ < 0) {
+		if (error)
+			*error = std::string("fork: ") + std::strerror(errno);
+		return false;
+	}
+	if (pid_ == 0) {
+		::setpgid(0, 0);  // so stop() reaches whatever the daemon forks
+		int out = ::open(options_.output_log.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
+		::dup2(wired_slave_, 0);
+		if (out >= 0) {
+			::dup2(out, 1);
+			::dup2(out, 2);
+		}
+		::setenv("FTM_BOARD", options_.board_dir.c_str(), 1);
+		::execl(options_.ftmd_path.c_str(), "ftmd-sim", static_cast<char *>(nullptr));
+		::_exit(127);
+	}
+	::setpgid(pid_, pid_);
+	return true;
+}
+
+bool Phone::attach_usb()
+{
+	std::string link = options_.board_dir + "/dev/ttyHSUSB1";
+	return ::symlink(usb_slave_name_.c_str(), link.c_str()) == 0;
+}
+
+bool Phone::running()
+{
+	if (pid_ <= 0)
+		return false;
+	int status = 0;
+	return ::waitpid(pid_, &status, WNOHANG) == 0;
+}
+
+void Phone::stop()
+{
+	if (pid_ > 0) {
+		::kill(-pid_, SIGTERM);
+		int status = 0;
+		bool gone = false;
+		for (int i = 0; i < 200 && !gone; ++i) {
+			gone = ::waitpid(pid_, &status, WNOHANG) == pid_;
+			if (!gone)
+				::usleep(10000);
+		}
+		if (!gone) {
+			::kill(-pid_, SIGKILL);
+			::waitpid(pid_, &status, 0);
+		}
+		::kill(-pid_, SIGKILL);  // anything the daemon left behind
+		pid_ = -1;
+	}
+	close_fd(wired_master_);
+	close_fd(wired_slave_);
+	close_fd(usb_master_);
+	close_fd(usb_slave_);
+}
+
+}  // namespace station

@@ -1,0 +1,183 @@
+#include "support/sim_phone.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <sstream>
+#include <unistd.h>
+#include <vector>
+
+#include "station/board.h"
+#include "station/link.h"
+
+namespace testing_support {
+
+namespace {
+
+std::string make_temp_dir()
+{
+	const char *base = std::getenv("TMPDIR");
+	std::string templ = std::string(base && *base ? base : "/tmp") + "/ftm-board-XXXXXX";
+	std::vector<char> buf(templ.begin(), templ.end());
+	buf.push_back('\0');
+	if (!::mkdtemp(buf.data()))
+		return {};
+	return buf.data();
+}
+
+void remove_tree(const std::string &dir)
+{
+	if (dir.size() > 5) {
+		std::string cmd = "rm -rf '" + dir + "'";
+		int r = std::system(cmd.c_str());
+		(void)r;
+	}
+}
+
+}  // namespace
+
+bool is_complete_answer(const std::string &text)
+{
+	return text.ends_with("OK\n") || text.ends_with("ERROR\n") || text.ends_with("NOTSUPPORTED\n");
+}
+
+SimPhone::SimPhone() : SimPhone(Setup{}) {}
+
+SimPhone::SimPhone(const Setup &setup) : setup_(setup)
+{
+	dir_ = make_temp_dir();
+	std::string error;
+	if (dir_.empty() || !station::init_board(dir_, &error)) {
+		ADD_FAILURE() << "cannot make a board: " << error;
+		return;
+	}
+	for (const auto &[key, value] : setup_.board)
+		station::set_board_value(dir_, key, value);
+	if (setup_.start) {
+		std::string ready = boot();
+		EXPECT_EQ(ready, "FTMModeReady\n");
+	}
+}
+
+SimPhone::~SimPhone()
+{
+	phone_.stop();
+	// FTM_KEEP_BOARD keeps the board of a failed test for a look.
+	if (!(::testing::Test::HasFailure() && std::getenv("FTM_KEEP_BOARD")))
+		remove_tree(dir_);
+}
+
+std::string SimPhone::boot()
+{
+	station::Phone::Options o;
+	o.board_dir = dir_;
+	o.ftmd_path = FTMD_SIM_PATH;
+	o.usb_at_start = setup_.usb_at_start;
+	std::string error;
+	if (!phone_.start(o, &error)) {
+		ADD_FAILURE() << "cannot start ftmd-sim: " << error;
+		return {};
+	}
+	return station::read_until_suffix(phone_.wired(), "FTMModeReady\n", 10000);
+}
+
+void SimPhone::stop() { phone_.stop(); }
+
+std::string SimPhone::restart()
+{
+	phone_.stop();
+	return boot();
+}
+
+std::string SimPhone::ask_on(int fd, std::string_view command, std::string_view end, int timeout_ms)
+{
+	station::write_all(fd, command);
+	if (!end.empty())
+		return station::read_until_suffix(fd, end, timeout_ms);
+	return station::read_until(fd, is_complete_answer, timeout_ms);
+}
+
+std::string SimPhone::ask(std::string_view command, std::string_view end, int timeout_ms)
+{
+	return ask_on(phone_.wired(), command, end, timeout_ms);
+}
+
+std::string SimPhone::ask_usb(std::string_view command, std::string_view end, int timeout_ms)
+{
+	return ask_on(phone_.usb(), command, end, timeout_ms);
+}
+
+void SimPhone::send(std::string_view bytes) { station::write_all(phone_.wired(), bytes); }
+void SimPhone::send_usb(std::string_view bytes) { station::write_all(phone_.usb(), bytes); }
+std::string SimPhone::read(int ms, int quiet_ms) { return station::read_for(phone_.wired(), ms, quiet_ms); }
+std::string SimPhone::read_usb(int ms, int quiet_ms) { return station::read_for(phone_.usb(), ms, quiet_ms); }
+
+std::string SimPhone::read_until(std::string_view end, int timeout_ms)
+{
+	return station::read_until_suffix(phone_.wired(), end, timeout_ms);
+}
+
+void SimPhone::input_event(int device, int type, int code, int value)
+{
+	std::string fifo = path("/dev/input/event" + std::to_string(device));
+	int fd = ::open(fifo.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+	ASSERT_GE(fd, 0) << "input device " << fifo << " has no reader";
+	unsigned char ev[16] = {};
+	uint16_t t = static_cast<uint16_t>(type), c = static_cast<uint16_t>(code);
+	int32_t v = value;
+	std::memcpy(ev + 8, &t, 2);
+	std::memcpy(ev + 10, &c, 2);
+	std::memcpy(ev + 12, &v, 4);
+	EXPECT_EQ(::write(fd, ev, sizeof ev), 16);
+	::close(fd);
+}
+
+void SimPhone::press_key(int code, int device)
+{
+	input_event(device, 1, code, 1);
+}
+
+void SimPhone::touch(int x, int y)
+{
+	// EV_ABS x and y, the touch key down, then the sync.
+	std::string fifo = path("/dev/input/event1");
+	int fd = ::open(fifo.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+	ASSERT_GE(fd, 0);
+	unsigned char evs[4 * 16] = {};
+	auto put = [&](int i, uint16_t type, uint16_t code, int32_t value) {
+		std::memcpy(evs + i * 16 + 8, &type, 2);
+		std::memcpy(evs + i * 16 + 10, &code, 2);
+		std::memcpy(evs + i * 16 + 12, &value, 4);
+	};
+	put(0, 3, 0, x);
+	put(1, 3, 1, y);
+	put(2, 1, 330, 1);
+	put(3, 0, 0, 0);
+	EXPECT_EQ(::write(fd, evs, sizeof evs), static_cast<ssize_t>(sizeof evs));
+	::close(fd);
+}
+
+void SimPhone::set_board(const std::string &key, const std::string &value)
+{
+	ASSERT_TRUE(station::set_board_value(dir_, key, value));
+}
+
+std::string SimPhone::path(std::string_view relative) const
+{
+	std::string rel(relative);
+	if (!rel.empty() && rel[0] != '/')
+		rel = "/" + rel;
+	return dir_ + rel;
+}
+
+std::string SimPhone::file(std::string_view relative) const
+{
+	std::ifstream in(path(relative), std::ios::binary);
+	std::stringstream ss;
+	ss << in.rdbuf();
+	return ss.str();
+}
+
+}  // namespace testing_support

@@ -1,0 +1,67 @@
+// A simulated phone for black-box tests: a fresh board in a temporary
+// folder, ftmd-sim on ptys, and a station's view of its ports.
+#pragma once
+
+#include <map>
+#include <string>
+#include <string_view>
+
+#include "station/phone.h"
+
+namespace testing_support {
+
+class SimPhone {
+public:
+	struct Setup {
+		std::map<std::string, std::string> board;  // board.conf values
+		bool usb_at_start = true;
+		bool start = true;  // false: call boot() after preparing the board
+	};
+
+	SimPhone();
+	explicit SimPhone(const Setup &setup);
+	~SimPhone();
+	SimPhone(const SimPhone &) = delete;
+	SimPhone &operator=(const SimPhone &) = delete;
+
+	// Starts the daemon and returns what it said before the loop was ready.
+	std::string boot();
+	// Stops and starts the daemon on the same board.
+	std::string restart();
+	void stop();
+
+	// Sends a command on a port and reads its answer: up to a final
+	// "OK\n", "ERROR\n" or "NOTSUPPORTED\n" (or the given end).
+	std::string ask(std::string_view command, std::string_view end = {}, int timeout_ms = 10000);
+	std::string ask_usb(std::string_view command, std::string_view end = {}, int timeout_ms = 10000);
+	void send(std::string_view bytes);
+	void send_usb(std::string_view bytes);
+	// Everything that arrives on a port within ms (ending after quiet_ms of silence).
+	std::string read(int ms, int quiet_ms = 0);
+	std::string read_usb(int ms, int quiet_ms = 0);
+	std::string read_until(std::string_view end, int timeout_ms = 10000);
+
+	// Input devices: one event each, or a press and release with their sync.
+	void input_event(int device, int type, int code, int value);
+	void press_key(int code, int device = 0);
+	void touch(int x, int y);
+
+	void set_board(const std::string &key, const std::string &value);
+	std::string path(std::string_view relative) const;  // a file of the board
+	std::string file(std::string_view relative) const;  // its contents, "" if none
+	bool attach_usb() { return phone_.attach_usb(); }
+	bool running() { return phone_.running(); }
+	station::Phone &phone() { return phone_; }
+
+private:
+	std::string ask_on(int fd, std::string_view command, std::string_view end, int timeout_ms);
+
+	std::string dir_;
+	Setup setup_;
+	station::Phone phone_;
+};
+
+// The answer ends one of the three ways a command ends.
+bool is_complete_answer(const std::string &text);
+
+}  // namespace testing_support
