@@ -3,6 +3,7 @@
 // file and deletes it here.
 #include "ftm/handlers.h"
 #include "hal/fqc.h"
+#include "hal/gpio.h"
 #include "hal/input.h"
 
 namespace ftm {
@@ -110,5 +111,27 @@ void fqc_menu_select_up() {}
 void fqc_menu_select_down() {}
 void fqc_menu_select() {}
 void fqc_touchpanel_test(const unsigned char *, int) {}
+
+}  // namespace hal
+
+// Factory GPIO wrappers: until the device is built, none is available.
+namespace hal {
+
+int gpio_pin_init(int, int) { return 1; }
+int gpio_set_output(int, int) { return 1; }
+int gpio_get_input(int) { return -1; }
+int power_off_test() { return 1; }
+int Get_Hardware_Ver(unsigned char *) { return -1; }
+int put_modem_to_LPM() { return 1; }
+int Get_FTM_PID(unsigned char *) { return -1; }
+int Set_FTM_PID(const unsigned char *) { return -1; }
+int Get_FTM_TESTFLAG(unsigned char *) { return -1; }
+int Set_FTM_TESTFLAG(const unsigned char *) { return -1; }
+int MIC_Bias_set(int) { return 1; }
+int Set_UART_Source_Clock_TCXO(int) { return -1; }
+int Write_NV_single(int, int) { return -1; }
+int Write_FUSE() { return -1; }
+int read_FUSE(unsigned char *) { return -1; }
+int gpio_test() { return 0; }
 
 }  // namespace hal
