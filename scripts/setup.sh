@@ -1,0 +1,26 @@
+#!/bin/sh
+# Installs what a fresh Debian machine lacks to build, run and test ftmd.
+set -e
+
+# One package a line; tools and tests may add what they use.
+PACKAGES="
+build-essential
+cmake
+pkg-config
+libgtest-dev
+libgmock-dev
+libbenchmark-dev
+util-linux
+"
+
+missing=""
+for p in $PACKAGES; do
+	dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing="$missing $p"
+done
+if [ -n "$missing" ]; then
+	SUDO=""
+	[ "$(id -u)" -eq 0 ] || SUDO="sudo"
+	echo "setup: installing$missing"
+	$SUDO apt-get update
+	DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y --no-install-recommends $missing
+fi
