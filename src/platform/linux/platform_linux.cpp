@@ -15,6 +15,7 @@
 #include <unistd.h>
 
 #include "platform/platform.h"
+#include "platform/shell_on.h"
 
 namespace plat {
 
@@ -112,20 +113,7 @@ int system(const char *command) { return ::system(command); }
 
 int shell_on(int fd)
 {
-	pid_t pid = ::fork();
-	if (pid < 0)
-		return -1;
-	if (pid == 0) {
-		::dup2(fd, 0);
-		::dup2(fd, 1);
-		::dup2(fd, 2);
-		::execl("/system/bin/sh", "sh", static_cast<char *>(nullptr));
-		::_exit(127);
-	}
-	int status = 0;
-	while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
-	}
-	return status;
+	return detail::run_shell_on(fd, "/system/bin/sh", nullptr);
 }
 
 int klogctl(int type, char *buf, int len) { return ::klogctl(type, buf, len); }

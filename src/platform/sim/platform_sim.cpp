@@ -18,6 +18,7 @@
 #include <unistd.h>
 
 #include "platform/platform.h"
+#include "platform/shell_on.h"
 #include "sim/board.h"
 #include "sim/device.h"
 #include "sim/shell.h"
@@ -187,22 +188,7 @@ int system(const char *command)
 
 int shell_on(int fd)
 {
-	pid_t pid = ::fork();
-	if (pid < 0)
-		return -1;
-	if (pid == 0) {
-		::dup2(fd, 0);
-		::dup2(fd, 1);
-		::dup2(fd, 2);
-		if (::chdir(board().root().c_str()) != 0)
-			::_exit(127);
-		::execl("/bin/sh", "sh", "-i", static_cast<char *>(nullptr));
-		::_exit(127);
-	}
-	int status = 0;
-	while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
-	}
-	return status;
+	return detail::run_shell_on(fd, "/bin/sh", board().root().c_str());
 }
 
 int klogctl(int type, char *buf, int len)
