@@ -21,9 +21,6 @@ int at_version(tapp_record *) { return NOT_BUILT; }
 int at_deepsleep_test(tapp_record *) { return NOT_BUILT; }
 int at_power_off_test(tapp_record *) { return NOT_BUILT; }
 
-int at_debug_switcher(tapp_record *) { return NOT_BUILT; }
-int at_log(tapp_record *) { return NOT_BUILT; }
-int at_dumpLog(tapp_record *) { return NOT_BUILT; }
 
 
 int tapp_lcd_test(tapp_record *) { return NOT_BUILT; }
@@ -77,8 +74,6 @@ int tapp_bt_active_test(tapp_record *) { return NOT_BUILT; }
 int tapp_bt_hci_test(tapp_record *) { return NOT_BUILT; }
 int at_bt_test(tapp_record *) { return NOT_BUILT; }
 
-int tapp_rtc_test(tapp_record *) { return NOT_BUILT; }
-int at_rtc_test(tapp_record *) { return NOT_BUILT; }
 
 }  // namespace ftm
 
