@@ -17,6 +17,7 @@ TEST(Spine, ReadyMessageAndTraceMovedIntoTheLog)
 	EXPECT_NE(log.find("U [ftm.cpp:"), std::string::npos) << log;
 	EXPECT_NE(log.find("start_up() - FTMModeReady\n"), std::string::npos) << log;
 	// What is traced after the answer waits in the kernel log for the next command.
+	ASSERT_TRUE(phone.wait_trace("command_step() - exitpwrkey_thread", 1));
 	EXPECT_EQ(log.find("command_step() - exitpwrkey_thread"), std::string::npos) << log;
 	EXPECT_EQ(phone.file("/dev/kmsg"), "<4>U [ftm.cpp:120] command_step() - exitpwrkey_thread=1,ftm_test_mode=0!\n");
 }
