@@ -16,6 +16,7 @@ struct wifi_settings {
 	int16_t txmode;    // 0 tx99, 1 tx100, 2 sine, 3 tx100 with pattern
 	int16_t packet;    // frame count of the last receive report
 };
+static_assert(sizeof(wifi_settings) == 10, "five signed 16-bit fields");
 extern wifi_settings wifi_data;
 void wifi_reset();  // all fields 0 (for tests)
 
