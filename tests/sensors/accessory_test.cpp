@@ -47,3 +47,42 @@ TEST(Accessory, PlainRows)
 	EXPECT_EQ(phone.ask("AT+ACCESSORY\n"), "ERROR\n");
 	EXPECT_EQ(phone.file("var/alsps.light"), "");
 }
+
+TEST(AccessoryPins, HallHighIs01AndAudioJackHighIs00)
+{
+	SimPhone phone(board({{"gpio.pin.29", "1"}, {"gpio.pin.40", "1"}}));
+	EXPECT_EQ(phone.ask(station::bb_frame(1, ACCESSORY, {0x00})), bb_answer(0, {0x01}));
+	EXPECT_EQ(phone.ask(station::bb_frame(1, ACCESSORY, {0x01})), bb_answer(0, {0x00}));
+	phone.set_board("gpio.pin.29", "0");
+	phone.set_board("gpio.pin.40", "0");
+	EXPECT_EQ(phone.ask(station::bb_frame(1, ACCESSORY, {0x00})), bb_answer(0, {0x00}));
+	EXPECT_EQ(phone.ask(station::bb_frame(1, ACCESSORY, {0x01})), bb_answer(0, {0x01}));
+}
+
+TEST(AccessoryPins, HookSwitchLeavesTheMicrophoneBiasOff)
+{
+	SimPhone phone(board({{"gpio.pin.94", "1"}}));
+	EXPECT_EQ(phone.ask(station::bb_frame(1, ACCESSORY, {0x06})), bb_answer(0, {0x00}));
+	EXPECT_NE(phone.file("var/ftmgpio").find("mic_bias=0\n"), std::string::npos);
+	EXPECT_EQ(phone.ask("AT+ACCESSORY=6\n"), "OK\n");
+	phone.set_board("gpio.pin.94", "0");
+	EXPECT_EQ(phone.ask(station::bb_frame(1, ACCESSORY, {0x06})), bb_answer(0, {0x01}));
+	EXPECT_EQ(phone.ask("AT+ACCESSORY=6\n"), "ERROR\n");
+}
+
+TEST(AccessoryPins, UnreadablePinsKeepTheFailCode)
+{
+	// A driver that answers bytes instead of characters reads as -1.
+	SimPhone phone(board({{"gpio.input_raw", "1"}, {"gpio.pin.29", "0"}, {"gpio.pin.40", "1"}, {"gpio.pin.94", "1"}}));
+	EXPECT_EQ(phone.ask(station::bb_frame(1, ACCESSORY, {0x00})), bb_answer(0, {0x01}));
+	EXPECT_EQ(phone.ask(station::bb_frame(1, ACCESSORY, {0x01})), bb_answer(0, {0x00}));
+	EXPECT_EQ(phone.ask(station::bb_frame(1, ACCESSORY, {0x06})), bb_answer(0, {0x01}));
+	EXPECT_NE(phone.file("var/ftmgpio").find("mic_bias=0\n"), std::string::npos);
+	EXPECT_EQ(phone.ask("AT+ACCESSORY=6\n"), "OK\n");  // only a clear 0 fails
+
+	SimPhone absent(board({{"gpio.absent", "1"}, {"gpio.pin.29", "0"}}));
+	EXPECT_EQ(absent.ask(station::bb_frame(1, ACCESSORY, {0x00})), bb_answer(0, {0x01}));
+	EXPECT_EQ(absent.ask(station::bb_frame(1, ACCESSORY, {0x06})), bb_answer(0, {0x01}));
+	EXPECT_EQ(absent.ask("AT+ACCESSORY=6\n"), "ERROR\n");
+	EXPECT_EQ(absent.ask("AT+ACCESSORY=0\n"), "OK\n");
+}
