@@ -21,8 +21,6 @@ int at_version(tapp_record *) { return NOT_BUILT; }
 int at_deepsleep_test(tapp_record *) { return NOT_BUILT; }
 int at_power_off_test(tapp_record *) { return NOT_BUILT; }
 
-
-
 int tapp_lcd_test(tapp_record *) { return NOT_BUILT; }
 int at_lcd_test(tapp_record *) { return NOT_BUILT; }
 int tapp_keypad_test(tapp_record *) { return NOT_BUILT; }
@@ -56,7 +54,6 @@ int at_flashled_test(tapp_record *) { return NOT_BUILT; }
 int tapp_bt_active_test(tapp_record *) { return NOT_BUILT; }
 int tapp_bt_hci_test(tapp_record *) { return NOT_BUILT; }
 int at_bt_test(tapp_record *) { return NOT_BUILT; }
-
 
 }  // namespace ftm
 
