@@ -51,23 +51,6 @@ int at_led_test(tapp_record *) { return NOT_BUILT; }
 int at_battery_ID_test(tapp_record *) { return NOT_BUILT; }
 int at_flashled_test(tapp_record *) { return NOT_BUILT; }
 
-int tapp_accessory_test(tapp_record *) { return NOT_BUILT; }
-int at_accessory_test(tapp_record *) { return NOT_BUILT; }
-int tapp_ecompass_test(tapp_record *) { return NOT_BUILT; }
-int at_ecompass_test(tapp_record *) { return NOT_BUILT; }
-int at_light_sensor_test(tapp_record *) { return NOT_BUILT; }
-int at_rec_interrupt_test(tapp_record *) { return NOT_BUILT; }
-int tapp_proximity_test(tapp_record *) { return NOT_BUILT; }
-int at_proximity_test(tapp_record *) { return NOT_BUILT; }
-
-int tapp_wifi_power(tapp_record *) { return NOT_BUILT; }
-int tapp_wifi_mac(tapp_record *) { return NOT_BUILT; }
-int tapp_wifi_channel(tapp_record *) { return NOT_BUILT; }
-int tapp_wifi_datarate(tapp_record *) { return NOT_BUILT; }
-int tapp_wifi_txpower(tapp_record *) { return NOT_BUILT; }
-int tapp_wifi_txmode(tapp_record *) { return NOT_BUILT; }
-int tapp_wifi_fer(tapp_record *) { return NOT_BUILT; }
-
 int tapp_bt_active_test(tapp_record *) { return NOT_BUILT; }
 int tapp_bt_hci_test(tapp_record *) { return NOT_BUILT; }
 int at_bt_test(tapp_record *) { return NOT_BUILT; }

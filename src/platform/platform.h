@@ -43,6 +43,9 @@ int unlink(const char *path);
 int system(const char *command);
 // Runs an interactive shell with its standard streams on fd; returns when it ends.
 int shell_on(int fd);
+// A command line whose output the caller reads; paths as for system().
+FILE *popen(const char *command, const char *mode);
+int pclose(FILE *stream);
 
 // The kernel log ring (klogctl actions as the kernel defines them).
 int klogctl(int type, char *buf, int len);

@@ -111,6 +111,10 @@ int unlink(const char *path) { return ::unlink(path); }
 int chdir(const char *path) { return ::chdir(path); }
 int system(const char *command) { return ::system(command); }
 
+FILE *popen(const char *command, const char *mode) { return ::popen(command, mode); }
+
+int pclose(FILE *stream) { return ::pclose(stream); }
+
 int shell_on(int fd)
 {
 	return detail::run_shell_on(fd, "/system/bin/sh", nullptr);

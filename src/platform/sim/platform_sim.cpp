@@ -21,6 +21,7 @@
 #include "platform/shell_on.h"
 #include "sim/board.h"
 #include "sim/device.h"
+#include "sim/models.h"
 #include "sim/shell.h"
 
 namespace plat {
@@ -168,7 +169,17 @@ void *mmap(void *addr, size_t len, int prot, int flags, int fd, off_t off)
 
 int munmap(void *addr, size_t len) { return ::munmap(addr, len); }
 
-int socket(int domain, int type, int protocol) { return ::socket(domain, type | SOCK_CLOEXEC, protocol); }
+int socket(int domain, int type, int protocol)
+{
+	int fd = ::socket(domain, type | SOCK_CLOEXEC, protocol);
+	// The Wi-Fi driver's private ioctls arrive on a datagram socket: the
+	// board's radio model answers them.
+	if (fd >= 0 && domain == AF_INET && type == SOCK_DGRAM) {
+		std::lock_guard lock(devices().mutex);
+		devices().by_fd[fd] = sim::open_wifi_socket(board());
+	}
+	return fd;
+}
 
 FILE *fopen(const char *path, const char *mode) { return ::fopen(board().map(path).c_str(), mode); }
 
@@ -185,6 +196,14 @@ int system(const char *command)
 	std::string line = sim::map_command_line(board(), command ? command : "");
 	return ::system(line.c_str());
 }
+
+FILE *popen(const char *command, const char *mode)
+{
+	std::string line = sim::map_command_line(board(), command ? command : "");
+	return ::popen(line.c_str(), mode);
+}
+
+int pclose(FILE *stream) { return ::pclose(stream); }
 
 int shell_on(int fd)
 {
