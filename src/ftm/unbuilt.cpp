@@ -82,10 +82,6 @@ int tapp_wifi_txpower(tapp_record *) { return NOT_BUILT; }
 int tapp_wifi_txmode(tapp_record *) { return NOT_BUILT; }
 int tapp_wifi_fer(tapp_record *) { return NOT_BUILT; }
 
-int tapp_bt_active_test(tapp_record *) { return NOT_BUILT; }
-int tapp_bt_hci_test(tapp_record *) { return NOT_BUILT; }
-int at_bt_test(tapp_record *) { return NOT_BUILT; }
-
 int tapp_rtc_test(tapp_record *) { return NOT_BUILT; }
 int at_rtc_test(tapp_record *) { return NOT_BUILT; }
 

@@ -11,6 +11,7 @@ namespace {
 
 constexpr std::array device_table = {
 	DeviceEntry{"/dev/ftmgpio", open_ftmgpio},
+	DeviceEntry{"/dev/ttyHS0", open_bt_soc},
 };
 
 }  // namespace

@@ -6,5 +6,6 @@
 namespace sim {
 
 std::unique_ptr<Device> open_ftmgpio(Board &board, int flags);
+std::unique_ptr<Device> open_bt_soc(Board &board, int flags);
 
 }  // namespace sim
