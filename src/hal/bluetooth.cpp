@@ -6,6 +6,7 @@
 
 #include "ftm/debug.h"
 #include "ftm/handlers.h"
+#include "hal/bluetooth.h"
 #include "hal/bt_h4.h"
 #include "hal/bt_soc.h"
 #include "platform/platform.h"
