@@ -41,7 +41,7 @@ int bt_active(ftm::tapp_record *r)
 
 int bt_hci(ftm::tapp_record *r)
 {
-	DBG("tapp->bt.param_len -> %x\n", static_cast<unsigned>(static_cast<uint16_t>(r->hdr.bt.length)));
+	DBG("tapp->bt.param_len -> %x\n", static_cast<unsigned>(r->hdr.bt.length));
 	// A lying length never reads past the parameter text or the packet.
 	int count = std::min(ftm::tapp_param_count(r, r->hdr.bt.length), static_cast<int>(BT_PACKET_SIZE));
 	uint8_t packet[BT_PACKET_SIZE] = {};

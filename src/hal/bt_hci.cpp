@@ -17,7 +17,8 @@ int hci_command_packet(uint16_t opcode, std::span<const uint8_t> params, std::sp
 	out[1] = static_cast<uint8_t>(opcode & 0xFF);
 	out[2] = static_cast<uint8_t>(opcode >> 8);
 	out[3] = static_cast<uint8_t>(params.size());
-	std::memcpy(out.data() + 4, params.data(), params.size());
+	if (!params.empty())
+		std::memcpy(out.data() + 4, params.data(), params.size());
 	return static_cast<int>(params.size() + 4);
 }
 
@@ -65,6 +66,8 @@ int bt_hci_soc_pfal_vs_sendcmd(uint16_t opcode, const uint8_t *params, uint8_t c
 		DBG("Failed to receive VS event \n");
 		return 0;
 	}
+	// The event from its code on, and its size: code, length byte and the
+	// parameters (the hardware version answer of 11 parameters is 13 bytes).
 	bt_hci_soc_vs_event(packet + 1, packet[2] + 2);
 	if (!bt_hci_soc_get_event(packet)) {
 		DBG("Failed to receive cmd cmplt event \n");
