@@ -134,6 +134,8 @@ struct Silicon {
 	const char *name;
 };
 
+void PrintTo(const Silicon &s, std::ostream *os) { *os << s.name; }
+
 class BtSilicon : public ::testing::TestWithParam<Silicon> {};
 
 // Every type but the 4025 B1 and the unknown one fails at the dynamic stage,
@@ -207,6 +209,8 @@ struct Fault {
 	int from;            // command number the fault starts at
 	const char *trace;   // what the daemon says about it
 };
+
+void PrintTo(const Fault &f, std::ostream *os) { *os << f.fault << " from command " << f.from; }
 
 class BtFault : public ::testing::TestWithParam<Fault> {};
 

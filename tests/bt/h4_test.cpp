@@ -8,6 +8,8 @@
 #include <unistd.h>
 #include <vector>
 
+#include "ftm/tapp.h"
+#include "hal/bluetooth.h"
 #include "hal/bt_h4.h"
 #include "hal/bt_hci.h"
 #include "hal/bt_soc.h"
@@ -131,6 +133,39 @@ TEST_F(H4, VendorCommandNeedsTwoEventsAndReadsTheVersion)
 	// One event only: the second read times out and the command fails.
 	soc_says(version);
 	EXPECT_EQ(bt::bt_hci_soc_pfal_vs_sendcmd(0xFC00, request, 1), 0);
+}
+
+// The longest event, 258 bytes, takes 516 digits: the answer keeps the 255
+// whole bytes that fit its text, and says so in its length.
+TEST_F(H4, BtHciAnswerOfTheLongestEventStaysInTheRecord)
+{
+	Bytes ev = {0x04, 0xFF, 0xFF};
+	ev.resize(258, 0xAB);
+	soc_says(ev);
+	ftm::tapp_record r{};
+	r.hdr.bt.length = 4;
+	std::snprintf(r.params, sizeof r.params, "01030C00");
+	bt::bt_hci(&r);
+	EXPECT_EQ(soc_heard(), (Bytes{0x01, 0x03, 0x0C, 0x00}));
+	EXPECT_EQ(r.result_len, 255);
+	EXPECT_EQ(std::string(r.result).size(), 510u);
+	EXPECT_EQ(std::string(r.result).substr(0, 8), "04ffffab");
+}
+
+// A length field far beyond the frame sends what the parameter text can
+// hold, never more than a packet buffer.
+TEST_F(H4, BtHciLyingLengthSendsAtMostThePacketBuffer)
+{
+	soc_says({0x04, 0x0E, 0x04, 0x01, 0x03, 0x0C, 0x00});
+	ftm::tapp_record r{};
+	r.hdr.bt.length = 0x7FFF;
+	std::snprintf(r.params, sizeof r.params, "01030C00");
+	bt::bt_hci(&r);
+	Bytes sent = soc_heard();
+	EXPECT_LE(sent.size(), bt::BT_PACKET_SIZE);
+	EXPECT_GE(sent.size(), 4u);
+	EXPECT_EQ(std::string(r.result), "040e0401030c00");
+	EXPECT_EQ(r.result_len, 7);
 }
 
 TEST_F(H4, HardwareVersionEventFillsTheRegister)
