@@ -51,9 +51,6 @@ int at_led_test(tapp_record *) { return NOT_BUILT; }
 int at_battery_ID_test(tapp_record *) { return NOT_BUILT; }
 int at_flashled_test(tapp_record *) { return NOT_BUILT; }
 
-int tapp_bt_active_test(tapp_record *) { return NOT_BUILT; }
-int tapp_bt_hci_test(tapp_record *) { return NOT_BUILT; }
-int at_bt_test(tapp_record *) { return NOT_BUILT; }
 
 }  // namespace ftm
 

@@ -14,6 +14,7 @@ constexpr std::array device_table = {
 	DeviceEntry{"/dev/cm3602_alsps", open_cm3602_alsps},
 	DeviceEntry{"/dev/bma020", open_bma020},
 	DeviceEntry{"/dev/compass", open_compass},
+	DeviceEntry{"/dev/ttyHS0", open_bt_soc},
 };
 
 }  // namespace
