@@ -11,6 +11,7 @@ libgtest-dev
 libgmock-dev
 libbenchmark-dev
 util-linux
+libpng-dev
 "
 
 missing=""

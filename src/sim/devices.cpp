@@ -11,6 +11,8 @@ namespace {
 
 constexpr std::array device_table = {
 	DeviceEntry{"/dev/ftmgpio", open_ftmgpio},
+	DeviceEntry{"/dev/graphics/fb0", open_framebuffer},
+	DeviceEntry{"/dev/input/event1", open_touchpanel},
 };
 
 }  // namespace

@@ -6,5 +6,7 @@
 namespace sim {
 
 std::unique_ptr<Device> open_ftmgpio(Board &board, int flags);
+std::unique_ptr<Device> open_framebuffer(Board &board, int flags);
+std::unique_ptr<Device> open_touchpanel(Board &board, int flags);
 
 }  // namespace sim
