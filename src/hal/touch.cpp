@@ -108,14 +108,14 @@ void report(char (*slots)[ftm::SLOT_SIZE], int *used, const char *format, Args..
 }
 
 // The region 1 to 9 of a point on a 3-by-3 division of the panel, or 0.
-int region_of(int rx, int ry)
+int region_of(long rx, long ry)
 {
-	int tw = touch.touch_width, th = touch.touch_height;
+	long tw = touch.touch_width, th = touch.touch_height;
 	if (rx < 0 || ry < 0 || rx >= tw || ry >= th)
 		return 0;
 	int column = rx < tw / 3 ? 0 : rx < tw * 2 / 3 ? 1 : 2;
 	int row = ry < th / 3 ? 0 : ry < th * 2 / 3 ? 1 : 2;
-	return row * 3 + column + 1;
+	return static_cast<int>(row * 3 + column + 1);
 }
 
 // A virtual key below the panel: its place, in panel units, by layout.
@@ -150,7 +150,7 @@ void touch_synced(char (*slots)[ftm::SLOT_SIZE], int *used)
 	if (touch.touch_state == 0)
 		return;
 	if (ftm::loop.cap_touch_flag) {
-		int r = region_of(touch.x - touch.env->x_min, touch.y - touch.env->y_min);
+		int r = region_of(static_cast<long>(touch.x) - touch.env->x_min, static_cast<long>(touch.y) - touch.env->y_min);
 		if (r != 0)
 			touch.region = r;
 		report(slots, used, "%%TPN:(%d)~\n", touch.region);
@@ -190,8 +190,8 @@ int enviroment_create()
 	e.sight_length = 9;
 	e.sight_thickness = 1;
 	// A driver that reports an empty range still gets a range of one.
-	touch.touch_width = std::max(e.x_max - e.x_min + 1, 1);
-	touch.touch_height = std::max(e.y_max - e.y_min + 1, 1);
+	touch.touch_width = static_cast<int>(std::clamp(static_cast<long>(e.x_max) - e.x_min + 1, 1L, 1L << 24));
+	touch.touch_height = static_cast<int>(std::clamp(static_cast<long>(e.y_max) - e.y_min + 1, 1L, 1L << 24));
 	touch.x_scale = static_cast<float>(ftm::gfx.lcd_width) / static_cast<float>(touch.touch_width);
 	touch.y_scale = static_cast<float>(ftm::gfx.lcd_height) / static_cast<float>(touch.touch_height);
 	create_color_list();
@@ -221,8 +221,8 @@ void bull_eye(int x, int y, int tolerance)
 	int bw = static_cast<int>(ftm::gfx.lcd_width) / s, bh = static_cast<int>(ftm::gfx.lcd_height) / s;
 	if (bw == 0 || bh == 0)
 		return;
-	float fx = static_cast<float>(x - e.x_min) * touch.x_scale;
-	float fy = static_cast<float>(y - e.y_min) * touch.y_scale;
+	float fx = static_cast<float>(static_cast<long>(x) - e.x_min) * touch.x_scale;
+	float fy = static_cast<float>(static_cast<long>(y) - e.y_min) * touch.y_scale;
 	// A point off the panel's range falls in no block.
 	if (!(fx >= 0 && fy >= 0 && fx < 1e9f && fy < 1e9f))
 		return;

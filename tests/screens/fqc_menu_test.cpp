@@ -53,10 +53,8 @@ TEST(FqcMenu, FivePressesOfEachKeyEnterItAndFourDoNot)
 	for (int i = 0; i < 4; ++i)
 		key(phone, 229);
 	key(phone, 108);  // not yet a menu key
-	settle(phone);
 	EXPECT_TRUE(panel(phone).pixels == start.pixels);
 	key(phone, 229);
-	settle(phone);
 	image menu = panel(phone);
 	EXPECT_TRUE(matches_golden(menu, "menu"));
 	EXPECT_EQ(selected_row(menu), 0);
@@ -76,11 +74,9 @@ TEST(FqcMenu, KeysMoveTheSelectionWrapAndGoBackToTheTop)
 	};
 	for (const Step &s : steps) {
 		key(phone, s.code);
-		settle(phone);
 		EXPECT_EQ(selected_row(panel(phone)), s.row) << "after key " << s.code;
 	}
 	key(phone, 115);
-	settle(phone);
 	EXPECT_TRUE(matches_golden(panel(phone), "menu_row10"));
 }
 
@@ -93,11 +89,9 @@ TEST(FqcMenu, RowsWithoutATestDoNothingWhenSelected)
 			continue;  // the version screen
 		while (selected_row(panel(phone)) != row) {
 			key(phone, 108);
-			settle(phone);
 		}
 		image before = panel(phone);
 		key(phone, row % 2 ? 28 : 231);
-		settle(phone);
 		EXPECT_TRUE(panel(phone).pixels == before.pixels) << "row " << row;
 	}
 }
@@ -108,12 +102,10 @@ TEST(FqcMenu, RowOneShowsTheVersionScreenAndABackKeyTheMenu)
 	enter_fqc(phone);
 	key(phone, 108);
 	key(phone, 28);
-	settle(phone);
 	image img = panel(phone);
 	EXPECT_TRUE(matches_golden(img, "version_from_menu"));
 	EXPECT_EQ(count(img, kRed, 0, 0, img.width, img.height), 0);
 	key(phone, 158);
-	settle(phone);
 	EXPECT_TRUE(matches_golden(panel(phone), "menu"));
 }
 
@@ -126,14 +118,12 @@ TEST(FqcMenu, LcdRowRunsThePatternsAndEndsOnTheBands)
 	for (int i = 0; i < 7; ++i)
 		key(phone, 108);
 	key(phone, 28);
-	settle(phone);
 	image img = panel(phone);
 	for (int y = 0; y < 480; y += 7) {
 		rgb8 want = y < 96 ? kRed : y < 192 ? kGreen : y < 288 ? kBlue : y < 384 ? kBlack : kWhite;
 		EXPECT_EQ(count(img, want, 0, y, 800, y + 1), 800) << "row " << y;
 	}
 	key(phone, 14);
-	settle(phone);
 	EXPECT_TRUE(matches_golden(panel(phone), "menu"));
 }
 
