@@ -167,8 +167,6 @@ void fqc_menu_select()
 		f();
 }
 
-int fqc_selected_row() { return fqc.cur_menu ? fqc.cur_mc.selected : -1; }
-
 void fqc_reset() { fqc = {}; }
 
 }  // namespace hal

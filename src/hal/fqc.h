@@ -10,8 +10,6 @@ void fqc_menu_select_down();
 void fqc_menu_select();
 void fqc_touchpanel_test(const unsigned char *events, int count);
 
-// The selected row of the current menu, -1 before the menu was shown.
-int fqc_selected_row();
 // Back to the state at start-up (for tests).
 void fqc_reset();
 

@@ -1,6 +1,8 @@
 // The version screen and the FQC menu, driven through the key device as an
 // operator would, read back from the board's framebuffer file.
 #include <cstdio>
+#include <fstream>
+#include <string>
 #include <vector>
 
 #include "screen_support.h"
@@ -23,14 +25,51 @@ int selected_row(const image &img)
 	return found;
 }
 
-TEST(VersionScreen, ShowsTheVersionFileWithTheHardwareVersionAndTheWayOut)
+// A version file of the test's own, with no '~' (so no hardware version is
+// spliced in), for pictures that do not depend on the GPIO device.
+constexpr char kPlainVersion[] = "FTM SIM 2.0\nMODEL:GOLDEN";
+
+void boot_with_version(SimPhone &phone, const std::string &text)
 {
-	SimPhone phone;
+	{
+		std::ofstream out(phone.path("/ftm/version.ftm"), std::ios::binary | std::ios::trunc);
+		out << text;
+	}
+	ASSERT_EQ(phone.boot(), "FTMModeReady\n");
+}
+
+TEST(VersionScreen, ShowsTheVersionFileAndTheWayOut)
+{
+	SimPhone phone(SimPhone::Setup{.start = false});
+	boot_with_version(phone, kPlainVersion);
 	image img = panel(phone);
 	EXPECT_TRUE(matches_golden(img, "version"));
 	// Scale 2 text in white, nothing red.
 	EXPECT_GT(count(img, kWhite, 0, 100, img.width, 300), 1000);
 	EXPECT_EQ(count(img, kRed, 0, 0, img.width, img.height), 0);
+}
+
+// The first two '~' end lines, and the board's hardware version follows the
+// third field's 6-character label. This board has no way to read the
+// version, so it shows "XX".
+TEST(VersionScreen, SplicesTheHardwareVersionBehindTheThirdLabel)
+{
+	SimPhone stock;
+	ASSERT_EQ(stock.file("/ftm/version.ftm"), "SW:FTM-1.0.3~MODEL:ARM11-PHONE~HWVER:~");
+	SimPhone spelled(SimPhone::Setup{.start = false});
+	boot_with_version(spelled, "SW:FTM-1.0.3\nMODEL:ARM11-PHONE\nHWVER:XX");
+	EXPECT_TRUE(panel(stock).pixels == panel(spelled).pixels);
+}
+
+TEST(VersionScreen, TextIsDrawnAsReadAndCutAt256Bytes)
+{
+	SimPhone phone(SimPhone::Setup{.start = false});
+	boot_with_version(phone, "%s%n%d" + std::string(400, 'W'));
+	image img = panel(phone);
+	SimPhone cut(SimPhone::Setup{.start = false});
+	boot_with_version(cut, "%s%n%d" + std::string(250, 'W'));
+	EXPECT_TRUE(img.pixels == panel(cut).pixels);
+	EXPECT_EQ(phone.ask("AT\n"), "OK\n");
 }
 
 TEST(VersionScreen, AMissingVersionFileLeavesTheScreenAndTheDaemonWorksOn)
@@ -98,7 +137,8 @@ TEST(FqcMenu, RowsWithoutATestDoNothingWhenSelected)
 
 TEST(FqcMenu, RowOneShowsTheVersionScreenAndABackKeyTheMenu)
 {
-	SimPhone phone;
+	SimPhone phone(SimPhone::Setup{.start = false});
+	boot_with_version(phone, kPlainVersion);
 	enter_fqc(phone);
 	key(phone, 108);
 	key(phone, 28);
