@@ -12,16 +12,29 @@
 
 namespace {
 
-// One fresh board for the process, before anything asks for it.
+// One fresh board for the process, before anything asks for it, removed
+// when the process ends.
+struct TempBoard {
+	std::string dir;
+	TempBoard()
+	{
+		char templ[] = "/tmp/ftm-bench-XXXXXX";
+		if (::mkdtemp(templ) && station::init_board(templ)) {
+			dir = templ;
+			::setenv("FTM_BOARD", templ, 1);
+		}
+	}
+	~TempBoard()
+	{
+		if (!dir.empty())
+			std::system(("rm -rf '" + dir + "'").c_str());
+	}
+};
+
 bool board_ready()
 {
-	static bool ready = [] {
-		char dir[] = "/tmp/ftm-bench-XXXXXX";
-		if (!::mkdtemp(dir) || !station::init_board(dir))
-			return false;
-		::setenv("FTM_BOARD", dir, 1);
-		return ftm::lcd_init() == 0;
-	}();
+	static TempBoard board;
+	static bool ready = !board.dir.empty() && ftm::lcd_init() == 0;
 	return ready;
 }
 

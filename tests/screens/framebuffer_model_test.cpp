@@ -15,18 +15,29 @@ namespace {
 
 constexpr unsigned long kMsmfbBlit = 0x40046D02;
 
-// The process's board is fixed at its first use: one for all these cases.
+// The process's board is fixed at its first use: one for all these cases,
+// removed when the process ends.
+struct TempBoard {
+	std::string dir;
+	TempBoard()
+	{
+		char templ[] = "/tmp/ftm-fbmodel-XXXXXX";
+		if (::mkdtemp(templ) && station::init_board(templ)) {
+			dir = templ;
+			::setenv("FTM_BOARD", templ, 1);
+		}
+	}
+	~TempBoard()
+	{
+		if (!dir.empty())
+			std::system(("rm -rf '" + dir + "'").c_str());
+	}
+};
+
 const std::string &board_dir()
 {
-	static std::string dir = [] {
-		char templ[] = "/tmp/ftm-fbmodel-XXXXXX";
-		std::string d = ::mkdtemp(templ) ? templ : "";
-		if (d.empty() || !station::init_board(d))
-			return std::string();
-		::setenv("FTM_BOARD", d.c_str(), 1);
-		return d;
-	}();
-	return dir;
+	static TempBoard board;
+	return board.dir;
 }
 
 class FramebufferModel : public ::testing::Test {
