@@ -12,6 +12,7 @@ libgmock-dev
 libbenchmark-dev
 util-linux
 tshark
+libpng-dev
 "
 
 missing=""

@@ -2,9 +2,8 @@
 // command the daemon does not support; a later change moves it to its own
 // file and deletes it here.
 #include "ftm/handlers.h"
-#include "hal/fqc.h"
+#include "hal/fqc_tests.h"
 #include "hal/gpio.h"
-#include "hal/input.h"
 
 namespace ftm {
 
@@ -21,11 +20,6 @@ int at_version(tapp_record *) { return NOT_BUILT; }
 int at_deepsleep_test(tapp_record *) { return NOT_BUILT; }
 int at_power_off_test(tapp_record *) { return NOT_BUILT; }
 
-int tapp_lcd_test(tapp_record *) { return NOT_BUILT; }
-int at_lcd_test(tapp_record *) { return NOT_BUILT; }
-int tapp_keypad_test(tapp_record *) { return NOT_BUILT; }
-int at_keypad_test(tapp_record *) { return NOT_BUILT; }
-int at_touch_test(tapp_record *) { return NOT_BUILT; }
 
 int tapp_mmc_test(tapp_record *) { return NOT_BUILT; }
 int tapp_mmc_ex_test(tapp_record *) { return NOT_BUILT; }
@@ -56,23 +50,10 @@ int at_flashled_test(tapp_record *) { return NOT_BUILT; }
 
 namespace hal {
 
-int keypad_handler(const uint8_t *, int, char (*)[ftm::SLOT_SIZE], int *used)
-{
-	*used = 0;
-	return 0;
-}
-
-int touchpad_handler(const uint8_t *, int, char (*)[ftm::SLOT_SIZE], int *used)
-{
-	*used = 0;
-	return 0;
-}
-
-void show_info() {}
-void show_fqc_menu() {}
-void fqc_menu_select_up() {}
-void fqc_menu_select_down() {}
-void fqc_menu_select() {}
-void fqc_touchpanel_test(const unsigned char *, int) {}
+// FQC menu tests of devices not built yet: they draw nothing.
+void fqc_led_test() {}
+void fqc_backlight_test() {}
+void fqc_battery_test() {}
+void fqc_mmc_test() {}
 
 }  // namespace hal

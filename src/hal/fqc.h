@@ -10,4 +10,7 @@ void fqc_menu_select_down();
 void fqc_menu_select();
 void fqc_touchpanel_test(const unsigned char *events, int count);
 
+// Back to the state at start-up (for tests).
+void fqc_reset();
+
 }  // namespace hal

@@ -15,6 +15,8 @@ constexpr std::array device_table = {
 	DeviceEntry{"/dev/bma020", open_bma020},
 	DeviceEntry{"/dev/compass", open_compass},
 	DeviceEntry{"/dev/ttyHS0", open_bt_soc},
+	DeviceEntry{"/dev/graphics/fb0", open_framebuffer},
+	DeviceEntry{"/dev/input/event1", open_touchpanel},
 };
 
 }  // namespace

@@ -12,5 +12,7 @@ std::unique_ptr<Device> open_compass(Board &board, int flags);
 // Not a device node: the model behind each AF_INET datagram socket.
 std::unique_ptr<Device> open_wifi_socket(Board &board);
 std::unique_ptr<Device> open_bt_soc(Board &board, int flags);
+std::unique_ptr<Device> open_framebuffer(Board &board, int flags);
+std::unique_ptr<Device> open_touchpanel(Board &board, int flags);
 
 }  // namespace sim

@@ -1,0 +1,193 @@
+// /dev/graphics/fb0: the MSM framebuffer driver's screen information, pan
+// and blit calls over a plain file that the daemon maps shared, so any
+// process can read what the panel shows.
+#include "sim/framebuffer.h"
+
+#include <algorithm>
+#include <cstring>
+#include <fcntl.h>
+#include <linux/fb.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "sim/board.h"
+#include "sim/models.h"
+
+namespace sim {
+
+namespace {
+
+constexpr unsigned long kMsmfbBlit = 0x40046D02;
+
+// The blit request list as the MSM driver takes it: a count, then requests
+// of 21 words each (source, destination, two rectangles, alpha, mask, flags).
+struct mdp_img {
+	uint32_t width, height, format, offset;
+	int32_t memory_id;
+};
+struct mdp_rect {
+	uint32_t x, y, w, h;
+};
+struct mdp_blit_req {
+	mdp_img src, dst;
+	mdp_rect src_rect, dst_rect;
+	uint32_t alpha, transp_mask, flags;
+};
+static_assert(sizeof(mdp_blit_req) == 21 * 4);
+constexpr uint32_t kMaxBlitCount = 16;
+
+long bounded(Board &board, const char *key, long fallback, long lo, long hi)
+{
+	long v = board.num(key, fallback);
+	return v < lo || v > hi ? fallback : v;
+}
+
+class Framebuffer : public Device {
+public:
+	Framebuffer(panel_geometry panel, int fd, bool pan_fails)
+	    : panel_(panel), fd_(fd), pan_fails_(pan_fails)
+	{
+	}
+	~Framebuffer() override { ::close(fd_); }
+
+	int ioctl(unsigned long request, uintptr_t arg) override
+	{
+		if (arg == 0) {
+			errno = EFAULT;
+			return -1;
+		}
+		switch (request) {
+		case FBIOGET_VSCREENINFO:
+			std::memcpy(reinterpret_cast<void *>(arg), &var(), sizeof(fb_var_screeninfo));
+			return 0;
+		case FBIOGET_FSCREENINFO: {
+			fb_fix_screeninfo fix{};
+			std::strncpy(fix.id, "msmfb_sim", sizeof fix.id - 1);
+			fix.smem_len = static_cast<uint32_t>(panel_.frame_bytes());
+			fix.type = FB_TYPE_PACKED_PIXELS;
+			fix.visual = FB_VISUAL_TRUECOLOR;
+			fix.line_length = static_cast<uint32_t>(panel_.width * panel_.bpp / 8);
+			std::memcpy(reinterpret_cast<void *>(arg), &fix, sizeof fix);
+			return 0;
+		}
+		case FBIOPAN_DISPLAY: {
+			fb_var_screeninfo v;
+			std::memcpy(&v, reinterpret_cast<const void *>(arg), sizeof v);
+			// One frame only: the sole valid pan is to the origin.
+			if (pan_fails_ || v.xoffset != 0 || v.yoffset != 0) {
+				errno = EINVAL;
+				return -1;
+			}
+			return 0;
+		}
+		case kMsmfbBlit:
+			return blit(arg);
+		default:
+			errno = ENOTTY;
+			return -1;
+		}
+	}
+
+	void *mmap(size_t len, int prot, int flags, off_t off) override
+	{
+		// Never map past the frame: a page beyond the file would fault.
+		if (len == 0 || off < 0 || static_cast<size_t>(off) > panel_.frame_bytes() ||
+		    len > panel_.frame_bytes() - static_cast<size_t>(off)) {
+			errno = EINVAL;
+			return MAP_FAILED;
+		}
+		return ::mmap(nullptr, len, prot, flags, fd_, off);
+	}
+
+private:
+	const fb_var_screeninfo &var()
+	{
+		fb_var_screeninfo &v = var_;
+		v = {};
+		v.xres = v.xres_virtual = static_cast<uint32_t>(panel_.width);
+		v.yres = v.yres_virtual = static_cast<uint32_t>(panel_.height);
+		v.bits_per_pixel = static_cast<uint32_t>(panel_.bpp);
+		if (panel_.bpp == 16) {
+			v.red = {11, 5, 0};
+			v.green = {5, 6, 0};
+			v.blue = {0, 5, 0};
+		} else if (panel_.bpp == 18) {
+			v.red = {12, 6, 0};
+			v.green = {6, 6, 0};
+			v.blue = {0, 6, 0};
+		} else {
+			v.red = {16, 8, 0};
+			v.green = {8, 8, 0};
+			v.blue = {0, 8, 0};
+		}
+		v.activate = FB_ACTIVATE_NOW;
+		v.height = v.width = static_cast<uint32_t>(-1);
+		return v;
+	}
+
+	// Checks the request list the way the driver does; the pixels come from
+	// pmem, which the board does not model here, so nothing is copied.
+	int blit(uintptr_t arg)
+	{
+		uint32_t count = 0;
+		std::memcpy(&count, reinterpret_cast<const void *>(arg), sizeof count);
+		if (count == 0 || count > kMaxBlitCount) {
+			errno = EINVAL;
+			return -1;
+		}
+		for (uint32_t i = 0; i < count; ++i) {
+			mdp_blit_req req;
+			std::memcpy(&req, reinterpret_cast<const uint8_t *>(arg) + 4 + i * sizeof req, sizeof req);
+			const mdp_rect &d = req.dst_rect;
+			if (d.x + d.w > static_cast<uint32_t>(panel_.width) || d.y + d.h > static_cast<uint32_t>(panel_.height)) {
+				errno = EINVAL;
+				return -1;
+			}
+		}
+		return 0;
+	}
+
+	panel_geometry panel_;
+	int fd_;
+	bool pan_fails_;
+	fb_var_screeninfo var_{};
+};
+
+}  // namespace
+
+panel_geometry panel_of(Board &board)
+{
+	panel_geometry p{};
+	p.width = static_cast<int>(bounded(board, "lcd.width", 800, 1, 4096));
+	p.height = static_cast<int>(bounded(board, "lcd.height", 480, 1, 4096));
+	p.bpp = static_cast<int>(board.num("lcd.bpp", 16));
+	if (p.bpp != 16 && p.bpp != 18 && p.bpp != 24 && p.bpp != 32)
+		p.bpp = 16;
+	return p;
+}
+
+std::unique_ptr<Device> open_framebuffer(Board &board, int /*flags*/)
+{
+	if (board.num("lcd.present", 1) == 0) {
+		errno = ENODEV;
+		return nullptr;
+	}
+	panel_geometry panel = panel_of(board);
+	std::string path = board.map(kFramebufferPath);
+	int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+	if (fd < 0)
+		return nullptr;
+	// A missing or wrongly sized panel file is made the size of one frame.
+	struct stat st{};
+	if (::fstat(fd, &st) != 0 ||
+	    (static_cast<size_t>(st.st_size) != panel.frame_bytes() &&
+	     ::ftruncate(fd, static_cast<off_t>(panel.frame_bytes())) != 0)) {
+		int e = errno;
+		::close(fd);
+		errno = e;
+		return nullptr;
+	}
+	return std::make_unique<Framebuffer>(panel, fd, board.num("lcd.pan_fail", 0) != 0);
+}
+
+}  // namespace sim

@@ -1,0 +1,20 @@
+// ftm-screenshot BOARD_DIR OUT.png: writes what the simulated panel shows.
+#include <cstdio>
+
+#include "screenshot.h"
+
+int main(int argc, char **argv)
+{
+	if (argc != 3) {
+		std::fprintf(stderr, "usage: ftm-screenshot BOARD_DIR OUT.png\n");
+		return 2;
+	}
+	std::string error;
+	auto img = screenshot::read_panel(argv[1], &error);
+	if (!img || !screenshot::write_png(*img, argv[2], &error)) {
+		std::fprintf(stderr, "ftm-screenshot: %s\n", error.c_str());
+		return 1;
+	}
+	std::printf("%s: %d x %d\n", argv[2], img->width, img->height);
+	return 0;
+}
