@@ -54,11 +54,18 @@ TEST(VersionScreen, ShowsTheVersionFileAndTheWayOut)
 // version, so it shows "XX".
 TEST(VersionScreen, SplicesTheHardwareVersionBehindTheThirdLabel)
 {
-	SimPhone stock;
+	SimPhone stock(SimPhone::Setup{.board = {{"gpio.hw_version", "1A7"}}});
 	ASSERT_EQ(stock.file("/ftm/version.ftm"), "SW:FTM-1.0.3~MODEL:ARM11-PHONE~HWVER:~");
 	SimPhone spelled(SimPhone::Setup{.start = false});
-	boot_with_version(spelled, "SW:FTM-1.0.3\nMODEL:ARM11-PHONE\nHWVER:XX");
+	boot_with_version(spelled, "SW:FTM-1.0.3\nMODEL:ARM11-PHONE\nHWVER:1A7");
 	EXPECT_TRUE(panel(stock).pixels == panel(spelled).pixels);
+
+	// A failing version read shows XX in its place.
+	SimPhone failing(SimPhone::Setup{.board = {{"gpio.fail.hw_ver", "1"}}});
+	SimPhone xx(SimPhone::Setup{.start = false});
+	boot_with_version(xx, "SW:FTM-1.0.3\nMODEL:ARM11-PHONE\nHWVER:XX");
+	EXPECT_TRUE(panel(failing).pixels == panel(xx).pixels);
+	EXPECT_FALSE(panel(failing).pixels == panel(stock).pixels);
 }
 
 TEST(VersionScreen, TextIsDrawnAsReadAndCutAt256Bytes)
