@@ -12,15 +12,6 @@ namespace {
 constexpr int NOT_BUILT = 2;  // the station reads "NOTSUPPORTED\n"
 }
 
-int at_ftm_diag(tapp_record *) { return NOT_BUILT; }
-int at_ftm_no_diag(tapp_record *) { return NOT_BUILT; }
-int at_board_test(tapp_record *) { return NOT_BUILT; }
-int at_alive(tapp_record *) { return NOT_BUILT; }
-int at_ftm_quit(tapp_record *) { return NOT_BUILT; }
-int at_version(tapp_record *) { return NOT_BUILT; }
-int at_deepsleep_test(tapp_record *) { return NOT_BUILT; }
-int at_power_off_test(tapp_record *) { return NOT_BUILT; }
-
 int at_debug_switcher(tapp_record *) { return NOT_BUILT; }
 int at_log(tapp_record *) { return NOT_BUILT; }
 int at_dumpLog(tapp_record *) { return NOT_BUILT; }
@@ -41,29 +32,10 @@ int tapp_keypad_test(tapp_record *) { return NOT_BUILT; }
 int at_keypad_test(tapp_record *) { return NOT_BUILT; }
 int at_touch_test(tapp_record *) { return NOT_BUILT; }
 
-int tapp_mmc_test(tapp_record *) { return NOT_BUILT; }
-int tapp_mmc_ex_test(tapp_record *) { return NOT_BUILT; }
-int tapp_mmc_size(tapp_record *) { return NOT_BUILT; }
-
 int at_camera_preview(tapp_record *) { return NOT_BUILT; }
 int at_camera_capture(tapp_record *) { return NOT_BUILT; }
 int at_camera_retrieve(tapp_record *) { return NOT_BUILT; }
 int at_camera_close(tapp_record *) { return NOT_BUILT; }
-
-int tapp_vibrator_test(tapp_record *) { return NOT_BUILT; }
-int at_vibrator_test(tapp_record *) { return NOT_BUILT; }
-int tapp_adc_test(tapp_record *) { return NOT_BUILT; }
-int at_adc_test(tapp_record *) { return NOT_BUILT; }
-int at_charge_test(tapp_record *) { return NOT_BUILT; }
-int at_nocharge_test(tapp_record *) { return NOT_BUILT; }
-int tapp_backlight_test(tapp_record *) { return NOT_BUILT; }
-int at_backlight_test(tapp_record *) { return NOT_BUILT; }
-int tapp_keypad_backlight_test(tapp_record *) { return NOT_BUILT; }
-int at_keypad_backlight_test(tapp_record *) { return NOT_BUILT; }
-int tapp_led_test(tapp_record *) { return NOT_BUILT; }
-int at_led_test(tapp_record *) { return NOT_BUILT; }
-int at_battery_ID_test(tapp_record *) { return NOT_BUILT; }
-int at_flashled_test(tapp_record *) { return NOT_BUILT; }
 
 int tapp_accessory_test(tapp_record *) { return NOT_BUILT; }
 int at_accessory_test(tapp_record *) { return NOT_BUILT; }

@@ -11,6 +11,12 @@ namespace {
 
 constexpr std::array device_table = {
 	DeviceEntry{"/dev/ftmgpio", open_ftmgpio},
+	DeviceEntry{"/dev/ftmbattery", open_ftmbattery},
+	DeviceEntry{"/dev/max7302", open_max7302},
+	DeviceEntry{"/dev/tca6507_miscdev", open_tca6507},
+	DeviceEntry{"/sys/devices/virtual/timed_output/vibrator/enable", open_vibrator},
+	DeviceEntry{"/sys/devices/platform/i2c-adapter/i2c-0/0-0037/brightness", open_flashled},
+	DeviceEntry{"/dev/ftm_smd", open_ftm_smd},
 };
 
 }  // namespace

@@ -6,5 +6,11 @@
 namespace sim {
 
 std::unique_ptr<Device> open_ftmgpio(Board &board, int flags);
+std::unique_ptr<Device> open_ftmbattery(Board &board, int flags);
+std::unique_ptr<Device> open_max7302(Board &board, int flags);
+std::unique_ptr<Device> open_tca6507(Board &board, int flags);
+std::unique_ptr<Device> open_vibrator(Board &board, int flags);
+std::unique_ptr<Device> open_flashled(Board &board, int flags);
+std::unique_ptr<Device> open_ftm_smd(Board &board, int flags);
 
 }  // namespace sim
