@@ -51,6 +51,11 @@ pid_t fork();
 int kill(pid_t pid, int sig);
 [[noreturn]] void exit_process(int status);
 int chdir(const char *path);
+// What a forked daemon needs to leave its parent's session behind.
+pid_t setsid();
+mode_t umask(mode_t mask);
+// Installs handler for sig without restarting interrupted calls; 0 or -1.
+int signal(int sig, void (*handler)(int));
 
 int usleep(unsigned usec);
 unsigned sleep(unsigned sec);

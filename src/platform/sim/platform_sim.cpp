@@ -246,6 +246,16 @@ int klogctl(int type, char *buf, int len)
 }
 
 pid_t fork() { return ::fork(); }
+pid_t setsid() { return ::setsid(); }
+mode_t umask(mode_t mask) { return ::umask(mask); }
+
+int signal(int sig, void (*handler)(int))
+{
+	struct sigaction sa{};
+	sa.sa_handler = handler;
+	sigemptyset(&sa.sa_mask);
+	return ::sigaction(sig, &sa, nullptr);
+}
 
 int kill(pid_t pid, int sig) { return ::kill(pid, sig); }
 
