@@ -74,6 +74,8 @@ private:
 
 }  // namespace
 
+int card_detect_level(Board &board) { return card(board).inserted() ? 0 : 1; }
+
 bool card_stat(Board &board, const char *path, struct stat *st, int *result)
 {
 	if (path != kDisk && path != kPartition)

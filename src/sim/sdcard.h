@@ -18,6 +18,10 @@ class Board;
 bool card_stat(Board &board, const char *path, struct stat *st, int *result);
 // statfs of the mount point while the card is mounted: the card's geometry.
 bool card_statfs(Board &board, const char *path, struct statfs *st, int *result);
+// Level of the card-detect pin (GPIO 18): 0 while a card is in the slot.
+constexpr long kCardDetectPin = 18;
+int card_detect_level(Board &board);
+
 // A file on a mounted card that is full or failing: a model whose writes
 // (full) or reads (failing) fail. True when the card decides the open;
 // *device may then be null, with errno set.
