@@ -83,7 +83,9 @@ void forward_packet(uint8_t *buffer, ssize_t n)
 	if (buffer[0] == 0x26)
 		trace_packet("head is 0x26", buffer, n);
 	ssize_t w = plat::write(cali.ftm_smd_fd, buffer, static_cast<size_t>(n));
-	if (w > 0)
+	if (w < 0)
+		DBG("modem write failed: %d bytes dropped\n", static_cast<int>(n));
+	else if (w > 0)
 		buffer[w - 1] = 0;
 }
 
@@ -150,10 +152,8 @@ ssize_t receive_data(int fd, uint8_t *buffer, size_t capacity)
 	bool overflow = false;
 	for (;;) {
 		if (total == capacity) {
-			// The original would ask read for 0 bytes for ever; drop the
-			// packet instead and find the start of the next one.
-			if (!overflow)
-				DBG("packet longer than %d bytes dropped\n", static_cast<int>(capacity));
+			// Reading on would ask for 0 bytes for ever: drop the packet
+			// instead, up to its closing flag.
 			overflow = true;
 			total = 0;
 		}
@@ -164,10 +164,17 @@ ssize_t receive_data(int fd, uint8_t *buffer, size_t capacity)
 		}
 		total += static_cast<size_t>(n);
 		uint8_t last = buffer[total - 1];
+		size_t end = 0;
 		if (last == PACKET_FLAG && total > 1)
-			return overflow ? 0 : static_cast<ssize_t>(total);
-		if (last == '\r' && total > 1 && buffer[total - 2] == PACKET_FLAG)
-			return overflow ? 0 : static_cast<ssize_t>(total - 1);
+			end = total;
+		else if (last == '\r' && total > 1 && buffer[total - 2] == PACKET_FLAG)
+			end = total - 1;
+		if (end == 0)
+			continue;
+		if (!overflow)
+			return static_cast<ssize_t>(end);
+		DBG("packet longer than %d bytes dropped\n", static_cast<int>(capacity));
+		return 0;
 	}
 }
 
@@ -200,6 +207,8 @@ int cali_mode()
 	// goes unnoticed and the bridge runs without it.
 	if (cali.ftm_smd_fd == -1 && get_ftm_smd_fd(&cali.ftm_smd_fd) == 1)
 		return 1;
+	if (cali.ftm_smd_fd < 0)
+		DBG("no modem channel: packets are dropped\n");
 	const int port = ftm::loop.act_fd;
 	connect_port_init(port);
 
