@@ -8,6 +8,7 @@
 #include "ftm/ftm.h"
 #include "ftm/handlers.h"
 #include "ftm/mode.h"
+#include "station/link.h"
 #include "support/sim_phone.h"
 
 namespace {
@@ -83,7 +84,10 @@ TEST(Quit, ShellOnTheWiredPortHoldsTheLoopUntilItEnds)
 	phone.send("AT+QUIT\n");
 	ASSERT_TRUE(shell_started(phone));
 	phone.send("echo marker-$((6*7))\n");
-	EXPECT_TRUE(phone.read_until("marker-42\n").ends_with("marker-42\n"));
+	// An interactive shell may put its prompt right behind the output.
+	std::string out = station::read_until(
+	    phone.phone().wired(), [](const std::string &s) { return s.find("marker-42\n") != std::string::npos; }, 10000);
+	EXPECT_NE(out.find("marker-42\n"), std::string::npos);
 	// The loop stands still: a command on the other port waits.
 	phone.send_usb("AT\n");
 	EXPECT_EQ(phone.read_usb(300), "");
