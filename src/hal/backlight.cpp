@@ -1,11 +1,14 @@
 #include "hal/backlight.h"
 
+#include <array>
 #include <cstdio>
 #include <strings.h>
 
 #include "ftm/debug.h"
+#include "ftm/graphics.h"
 #include "ftm/handlers.h"
 #include "ftm/tapp_param.h"
+#include "hal/fqc_text.h"
 #include "hal/hal.h"
 #include "hal/led.h"
 #include "platform/platform.h"
@@ -44,6 +47,28 @@ int keypad_backlight_test(int on)
 		}
 	}
 	return 0;
+}
+
+void fqc_backlight_test()
+{
+	struct step {
+		const char *text;
+		int (*test)(int);
+		int on;
+	};
+	static constexpr std::array<step, 4> steps = {{
+		{"LCD BL OFF.\n", backlight_test, 0},
+		{"KPD BL ON .\n", keypad_backlight_test, 1},
+		{"LCD BL ON .\n", backlight_test, 1},
+		{"KPD BL OFF.\n", keypad_backlight_test, 0},
+	}};
+	ftm::lcd_clear();
+	for (size_t line = 0; line < steps.size(); ++line) {
+		ftm::draw_str(FQC_TEXT_X, fqc_line_y(static_cast<int>(line)), FQC_TEXT_R, FQC_TEXT_G, FQC_TEXT_B,
+		              FQC_TEXT_SCALE, "%s", steps[line].text);
+		steps[line].test(steps[line].on);
+		plat::sleep(1);
+	}
 }
 
 }  // namespace hal

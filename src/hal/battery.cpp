@@ -1,7 +1,9 @@
 #include "hal/battery.h"
 
 #include "ftm/debug.h"
+#include "ftm/graphics.h"
 #include "ftm/handlers.h"
+#include "hal/fqc_text.h"
 #include "hal/hal.h"
 #include "platform/platform.h"
 
@@ -35,6 +37,28 @@ int battery_test(int n)
 		return 1;
 	}
 	return data;
+}
+
+void fqc_battery_test()
+{
+	ftm::lcd_clear();
+	int id = battery_test(BATTERY_ID);
+	if (id == 1)
+		ftm::draw_str(FQC_TEXT_X, fqc_line_y(0), FQC_TEXT_R, FQC_TEXT_G, FQC_TEXT_B, FQC_TEXT_SCALE,
+		              "Get Battery ID : Failed");
+	else
+		ftm::draw_str(FQC_TEXT_X, fqc_line_y(0), FQC_TEXT_R, FQC_TEXT_G, FQC_TEXT_B, FQC_TEXT_SCALE,
+		              "Get Battery ID : 0x%2x", id);
+	plat::sleep(2);
+	int mv = battery_test(BATTERY_VOLTAGE);
+	// The millivolts print without leading zeros: 3070 shows as 3.70 V.
+	if (mv > 3000 && mv < 4500)
+		ftm::draw_str(FQC_TEXT_X, fqc_line_y(1), FQC_TEXT_R, FQC_TEXT_G, FQC_TEXT_B, FQC_TEXT_SCALE,
+		              "Get Battery VOL: %d.%d V", mv / 1000, mv % 1000);
+	else
+		ftm::draw_str(FQC_TEXT_X, fqc_line_y(1), FQC_TEXT_R, FQC_TEXT_G, FQC_TEXT_B, FQC_TEXT_SCALE,
+		              "Get Battery VOL: Failed");
+	plat::sleep(2);
 }
 
 }  // namespace hal

@@ -3,8 +3,10 @@
 #include <cctype>
 
 #include "ftm/debug.h"
+#include "ftm/graphics.h"
 #include "ftm/handlers.h"
 #include "ftm/tapp_param.h"
+#include "hal/fqc_text.h"
 #include "hal/hal.h"
 #include "platform/platform.h"
 
@@ -39,6 +41,26 @@ int led_test(int channel, int on)
 		return 1;
 	}
 	return 0;
+}
+
+void fqc_led_test()
+{
+	ftm::lcd_clear();
+	// Character 9 takes the channel's digit. The "FF" at 12 and 13 lies
+	// behind the terminator, so the off lines still read "ON".
+	char text[16] = "LED #  ON .";
+	for (int pass = 0; pass < 2; ++pass) {
+		int on = pass == 0 ? 1 : 0;
+		if (!on)
+			text[12] = text[13] = 'F';
+		for (int channel = 0; channel < TCA6507_CHANNELS; ++channel) {
+			text[9] = static_cast<char>('0' + channel);
+			ftm::draw_str(FQC_TEXT_X, fqc_line_y(TCA6507_CHANNELS * pass + channel), FQC_TEXT_R, FQC_TEXT_G,
+			              FQC_TEXT_B, FQC_TEXT_SCALE, "%s\n", text);
+			led_test(channel, on);
+			plat::sleep(1);
+		}
+	}
 }
 
 }  // namespace hal

@@ -7,9 +7,11 @@
 #include <fcntl.h>
 
 #include "ftm/debug.h"
+#include "ftm/graphics.h"
 #include "ftm/ftm.h"
 #include "ftm/handlers.h"
 #include "ftm/tapp_param.h"
+#include "hal/fqc_text.h"
 #include "hal/gpio.h"
 #include "platform/platform.h"
 
@@ -145,6 +147,48 @@ int mmc_transfer_test()
 }
 
 int mmc_get_size() { return mmc_transfer_test() != 0 ? -1 : SD_SIZE_GB; }
+
+namespace {
+
+constexpr int FQC_MMC_PASSES = 20;  // seconds for insert and remove together
+
+void mmc_line(int line, const char *text)
+{
+	ftm::draw_str(FQC_TEXT_X, fqc_line_y(line), FQC_TEXT_R, FQC_TEXT_G, FQC_TEXT_B, FQC_TEXT_SCALE, "%s", text);
+}
+
+void mmc_failed(const char *text)
+{
+	ftm::lcd_clear();
+	mmc_line(0, text);
+}
+
+}  // namespace
+
+void fqc_mmc_test()
+{
+	ftm::lcd_clear();
+	int passes = 0;
+	while (mmc_ex_test() == MMC_ABSENT) {
+		if (++passes > FQC_MMC_PASSES)
+			return mmc_failed("T-Flash insert detect test: FAILED.\n");
+		mmc_line(0, "T-Flash not insert, please\n");
+		mmc_line(1, "insert.\n");
+		plat::sleep(1);
+	}
+	mmc_line(2, "T-Flash is inserted now.\n");
+	mmc_line(3, "T-Flash transfer test :\n");
+	mmc_line(4, mmc_transfer_test() == 0 ? "OK.\n" : "FAILED.\n");
+	plat::sleep(2);
+	while (mmc_ex_test() == MMC_PRESENT) {
+		if (++passes > FQC_MMC_PASSES)
+			return mmc_failed("T-Flash remove detect test: FAILED.\n");
+		mmc_line(5, "T-Flash is inserted, please\n");
+		mmc_line(6, "remove.\n");
+		plat::sleep(1);
+	}
+	mmc_line(7, "T-Flash is removed now.\n");
+}
 
 }  // namespace hal
 

@@ -14,6 +14,7 @@
 
 #include "sim/board.h"
 #include "sim/models.h"
+#include "sim/record.h"
 
 namespace sim {
 
@@ -63,7 +64,7 @@ private:
 					return;  // the daemon's end is gone
 				continue;
 			}
-			record(buf, static_cast<size_t>(n));
+			append_record(board_, "ftm_smd.rx", std::string_view(buf, static_cast<size_t>(n)));
 			if (packet.size() > kMaxPacket)
 				packet.clear();  // no closing '~' in sight: not a packet
 			for (ssize_t i = 0; i < n; ++i) {
@@ -74,17 +75,6 @@ private:
 				}
 			}
 		}
-	}
-
-	void record(const char *bytes, size_t n)
-	{
-		std::string path = board_.root() + "/var/ftm_smd.rx";
-		int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
-		if (fd < 0)
-			return;
-		ssize_t w = ::write(fd, bytes, n);
-		(void)w;
-		::close(fd);
 	}
 
 	void answer(const std::string &packet)

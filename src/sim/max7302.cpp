@@ -1,10 +1,12 @@
 // /dev/max7302: the LCD backlight driver. One ioctl sets the level; the
-// board keeps the last level in var/max7302 as "level N".
+// board keeps the last level in var/max7302 as "level N", and every level
+// set in var/max7302.log.
 #include <cstdint>
 #include <string>
 
 #include "sim/board.h"
 #include "sim/models.h"
+#include "sim/record.h"
 
 namespace sim {
 
@@ -28,6 +30,7 @@ public:
 		}
 		int32_t level = *reinterpret_cast<const int32_t *>(arg);
 		board_.save_state("max7302", "level " + std::to_string(level) + "\n");
+		append_record(board_, "max7302.log", "level " + std::to_string(level) + "\n");
 		return 0;
 	}
 

@@ -1,11 +1,13 @@
 // /dev/tca6507_miscdev: the LED driver of the keypad backlight and the
 // indicator LEDs. Two ioctls switch one of seven channels on or off; the
-// board keeps the channels in var/tca6507 as seven '0'/'1', channel 0 first.
+// board keeps the channels in var/tca6507 as seven '0'/'1', channel 0 first,
+// and each switch in var/tca6507.log ("on 3").
 #include <cstdint>
 #include <string>
 
 #include "sim/board.h"
 #include "sim/models.h"
+#include "sim/record.h"
 
 namespace sim {
 
@@ -40,6 +42,7 @@ public:
 		state.resize(kChannels);
 		state[static_cast<size_t>(channel)] = request == kChannelOn ? '1' : '0';
 		board_.save_state("tca6507", state + "\n");
+		append_record(board_, "tca6507.log", (request == kChannelOn ? "on " : "off ") + std::to_string(channel) + "\n");
 		return 0;
 	}
 
