@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <csignal>
-#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 
@@ -117,7 +116,9 @@ int at_version(tapp_record *r)
 	ssize_t n = plat::read(fd, text, VERSION_FILE_MAX);
 	plat::close(fd);
 	splice_hardware_version(text, n > 0 ? static_cast<int>(n) : 0);
-	std::snprintf(r->result, sizeof r->result, "%s", text);
+	size_t len = strnlen(text, sizeof r->result - 1);
+	std::memcpy(r->result, text, len);
+	r->result[len] = '\0';
 	return 0;
 }
 
