@@ -131,6 +131,25 @@ TEST(Log, DaemonCopiesKernelLogWithoutLevelsToCardAndOtherPort)
 	EXPECT_EQ(phone.ask("AT+LOG\n"), "ERROR\n");
 }
 
+// klogctl hands back the newest bytes that fit the 4096-byte buffer and
+// clears the rest, as the kernel does: older lines are lost.
+TEST(Log, KernelLogLargerThanTheBufferKeepsItsNewestBytes)
+{
+	SimPhone phone(SimPhone::Setup{.board = {{"time.scale", "0.01"}}});
+	EXPECT_EQ(phone.ask("AT+LOG=ON\n"), "NOTSUPPORTED\n");
+	std::string burst;
+	int last = 1000;
+	for (; burst.size() < 10000; ++last)
+		burst += "<6>burst line " + std::to_string(last) + "\n";
+	burst += "<6>last of the burst\n";
+	kernel_line(phone, burst);
+	ASSERT_TRUE(eventually([&] { return phone.file("/sdcard/kernel.log").find("last of the burst\n") != std::string::npos; }));
+	std::string card = phone.file("/sdcard/kernel.log");
+	EXPECT_EQ(card.find("burst line 1000\n"), std::string::npos);
+	EXPECT_NE(card.find("burst line " + std::to_string(last - 1) + "\n"), std::string::npos);
+	EXPECT_EQ(phone.ask("AT+LOG=OFF\n"), "OK\n");
+}
+
 TEST(Log, OffBeforeOnDoesNothing)
 {
 	SimPhone phone;
