@@ -7,6 +7,7 @@
 #include "hal/backlight.h"
 #include "hal/hal.h"
 #include "hal/led.h"
+#include "hal/mmc.h"
 #include "platform/platform.h"
 
 namespace {
@@ -51,6 +52,18 @@ TEST_F(FqcScreen, BacklightTestAlternatesLcdAndKeypad)
 	hal::fqc_backlight_test();
 	EXPECT_EQ(record("max7302.log"), "level 0\nlevel 100\n");
 	EXPECT_EQ(record("tca6507.log"), "on 0\non 1\non 2\non 5\non 6\noff 0\noff 1\noff 2\noff 5\noff 6\n");
+}
+
+// The card screen waits at most twenty one-second passes for the card to
+// come and go; the transfer test in between leaves its file on the card.
+TEST_F(FqcScreen, MemoryCardScreenEndsWithinItsPasses)
+{
+	set_local("mmc.card", "absent");
+	hal::fqc_mmc_test();
+	set_local("mmc.card", "present");
+	::unlink((local_board() + "/var/card/ftm_test_mmc_transfer").c_str());
+	hal::fqc_mmc_test();
+	EXPECT_EQ(record("card/ftm_test_mmc_transfer"), "0123456789");
 }
 
 }  // namespace
