@@ -7,6 +7,7 @@
 #include <fcntl.h>
 
 #include "ftm/graphics.h"
+#include "ftm/mode.h"
 #include "hal/fqc_tests.h"
 #include "hal/gpio.h"
 #include "hal/lcd.h"
@@ -80,31 +81,6 @@ void redraw()
 // The version file's first two '~' become newlines, the 6-character label
 // of the third field is kept, and the board's version follows it ("XX" when
 // it cannot be read). Returns where the text goes on.
-size_t splice_version(char *text, size_t n)
-{
-	size_t i = 0;
-	int found = 0;
-	while (i < n && found != 2) {
-		if (text[i] == '~') {
-			text[i] = '\n';
-			++found;
-		}
-		++i;
-	}
-	if (found != 2)
-		return i;
-	i += 6;
-	unsigned char hw[4] = {};
-	if (Get_Hardware_Ver(hw) != 0) {
-		text[i] = 'X';
-		text[++i] = 'X';
-	} else {
-		text[i] = static_cast<char>(hw[1]);
-		text[++i] = static_cast<char>(hw[2]);
-		text[++i] = static_cast<char>(hw[3]);
-	}
-	return i + 1;
-}
 
 }  // namespace
 
@@ -122,8 +98,8 @@ void show_info()
 		ftm::lcd_clear();
 		msm_blit();
 	}
-	size_t at = splice_version(text, len);
-	std::memcpy(text + at, kLeaveHint, sizeof kLeaveHint);
+	ftm::version_splice v = ftm::splice_hardware_version(text, static_cast<int>(len));
+	std::memcpy(text + v.end, kLeaveHint, sizeof kLeaveHint);
 	ftm::draw_str(10, 100, 31, 63, 31, 2, "%s", text);
 	msm_blit();
 }

@@ -17,6 +17,12 @@ constexpr std::array device_table = {
 	DeviceEntry{"/dev/ttyHS0", open_bt_soc},
 	DeviceEntry{"/dev/graphics/fb0", open_framebuffer},
 	DeviceEntry{"/dev/input/event1", open_touchpanel},
+	DeviceEntry{"/dev/ftmbattery", open_ftmbattery},
+	DeviceEntry{"/dev/max7302", open_max7302},
+	DeviceEntry{"/dev/tca6507_miscdev", open_tca6507},
+	DeviceEntry{"/sys/devices/virtual/timed_output/vibrator/enable", open_vibrator},
+	DeviceEntry{"/sys/devices/platform/i2c-adapter/i2c-0/0-0037/brightness", open_flashled},
+	DeviceEntry{"/dev/ftm_smd", open_ftm_smd},
 };
 
 }  // namespace

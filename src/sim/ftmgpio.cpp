@@ -13,6 +13,7 @@
 
 #include "sim/board.h"
 #include "sim/models.h"
+#include "sim/sdcard.h"
 
 namespace sim {
 
@@ -255,11 +256,14 @@ private:
 		auto it = s.pins.find(arg_);
 		int level = (it != s.pins.end() && it->second.direction == 1)
 		                ? it->second.level
-		                : (board_.num("gpio.pin." + std::to_string(arg_), 0) ? 1 : 0);
+		                : (board_.num("gpio.pin." + std::to_string(arg_), default_input()) ? 1 : 0);
 		if (board_.num("gpio.input_raw", 0))
 			return static_cast<unsigned char>(level);
 		return level ? '1' : '0';
 	}
+
+	// The card-detect pin follows the board's memory card unless set.
+	long default_input() const { return arg_ == kCardDetectPin ? card_detect_level(board_) : 0; }
 
 	static ssize_t put_byte(unsigned char *out, unsigned char value)
 	{

@@ -14,5 +14,11 @@ std::unique_ptr<Device> open_wifi_socket(Board &board);
 std::unique_ptr<Device> open_bt_soc(Board &board, int flags);
 std::unique_ptr<Device> open_framebuffer(Board &board, int flags);
 std::unique_ptr<Device> open_touchpanel(Board &board, int flags);
+std::unique_ptr<Device> open_ftmbattery(Board &board, int flags);
+std::unique_ptr<Device> open_max7302(Board &board, int flags);
+std::unique_ptr<Device> open_tca6507(Board &board, int flags);
+std::unique_ptr<Device> open_vibrator(Board &board, int flags);
+std::unique_ptr<Device> open_flashled(Board &board, int flags);
+std::unique_ptr<Device> open_ftm_smd(Board &board, int flags);
 
 }  // namespace sim

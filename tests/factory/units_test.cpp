@@ -155,13 +155,12 @@ TEST_F(Registry, NamesByIndex)
 
 TEST_F(Registry, FailedOpenIsRetriedAndSharedPathsGetTheirOwnDescriptor)
 {
-	std::string brightness = local_board() + hal::hal_get_name(16);
-	::unlink(brightness.c_str());
+	// The flash LED's sysfs file is a board model that can be missing.
+	set_local("flashled.present", "0");
 	int fd = 123;
 	EXPECT_EQ(hal::get_flashled_fd(&fd), -1);
 	EXPECT_LT(fd, 0);
-	std::string mk = "mkdir -p '" + brightness.substr(0, brightness.rfind('/')) + "' && touch '" + brightness + "'";
-	ASSERT_EQ(std::system(mk.c_str()), 0);
+	set_local("flashled.present", "1");
 	EXPECT_EQ(hal::get_flashled_fd(&fd), 0);
 	EXPECT_GE(fd, 0);
 	int again = -1;

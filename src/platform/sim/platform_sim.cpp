@@ -22,6 +22,7 @@
 #include "sim/board.h"
 #include "sim/device.h"
 #include "sim/models.h"
+#include "sim/sdcard.h"
 #include "sim/shell.h"
 
 namespace plat {
@@ -101,6 +102,17 @@ int open(const char *path, int flags, unsigned mode)
 			::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) | O_NONBLOCK);
 		std::lock_guard lock(devices().mutex);
 		devices().by_fd[fd] = std::move(dev);
+		return fd;
+	}
+	std::unique_ptr<sim::Device> card_file;
+	if (sim::card_open(board(), path, flags, mode, &card_file)) {
+		if (!card_file)
+			return -1;
+		int fd = ::open("/dev/null", O_RDWR | O_CLOEXEC);
+		if (fd >= 0) {
+			std::lock_guard lock(devices().mutex);
+			devices().by_fd[fd] = std::move(card_file);
+		}
 		return fd;
 	}
 	return ::open(board().map(path).c_str(), flags, mode);
@@ -183,9 +195,19 @@ int socket(int domain, int type, int protocol)
 
 FILE *fopen(const char *path, const char *mode) { return ::fopen(board().map(path).c_str(), mode); }
 
-int stat(const char *path, struct stat *st) { return ::stat(board().map(path).c_str(), st); }
+int stat(const char *path, struct stat *st)
+{
+	if (int r = 0; sim::card_stat(board(), path, st, &r))
+		return r;
+	return ::stat(board().map(path).c_str(), st);
+}
 
-int statfs(const char *path, struct statfs *st) { return ::statfs(board().map(path).c_str(), st); }
+int statfs(const char *path, struct statfs *st)
+{
+	if (int r = 0; sim::card_statfs(board(), path, st, &r))
+		return r;
+	return ::statfs(board().map(path).c_str(), st);
+}
 
 int unlink(const char *path) { return ::unlink(board().map(path).c_str()); }
 
