@@ -11,6 +11,10 @@ libgtest-dev
 libgmock-dev
 libbenchmark-dev
 util-linux
+libyaml-cpp-dev
+libtinyxml2-dev
+nlohmann-json3-dev
+libpng-dev
 "
 
 missing=""

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "station/board.h"
+#include "station/input.h"
 #include "station/link.h"
 
 namespace testing_support {
@@ -121,42 +122,21 @@ std::string SimPhone::read_until(std::string_view end, int timeout_ms)
 
 void SimPhone::input_event(int device, int type, int code, int value)
 {
-	std::string fifo = path("/dev/input/event" + std::to_string(device));
-	int fd = ::open(fifo.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
-	ASSERT_GE(fd, 0) << "input device " << fifo << " has no reader";
-	unsigned char ev[16] = {};
-	uint16_t t = static_cast<uint16_t>(type), c = static_cast<uint16_t>(code);
-	int32_t v = value;
-	std::memcpy(ev + 8, &t, 2);
-	std::memcpy(ev + 10, &c, 2);
-	std::memcpy(ev + 12, &v, 4);
-	EXPECT_EQ(::write(fd, ev, sizeof ev), 16);
-	::close(fd);
+	const station::InputEvent ev{0, 0, static_cast<uint16_t>(type), static_cast<uint16_t>(code), value};
+	std::string error;
+	EXPECT_TRUE(station::write_events(dir_, device, std::span(&ev, 1), &error)) << error;
 }
 
 void SimPhone::press_key(int code, int device)
 {
-	input_event(device, 1, code, 1);
+	std::string error;
+	EXPECT_TRUE(station::press_key(dir_, code, device, &error)) << error;
 }
 
 void SimPhone::touch(int x, int y)
 {
-	// EV_ABS x and y, the touch key down, then the sync.
-	std::string fifo = path("/dev/input/event1");
-	int fd = ::open(fifo.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
-	ASSERT_GE(fd, 0);
-	unsigned char evs[4 * 16] = {};
-	auto put = [&](int i, uint16_t type, uint16_t code, int32_t value) {
-		std::memcpy(evs + i * 16 + 8, &type, 2);
-		std::memcpy(evs + i * 16 + 10, &code, 2);
-		std::memcpy(evs + i * 16 + 12, &value, 4);
-	};
-	put(0, 3, 0, x);
-	put(1, 3, 1, y);
-	put(2, 1, 330, 1);
-	put(3, 0, 0, 0);
-	EXPECT_EQ(::write(fd, evs, sizeof evs), static_cast<ssize_t>(sizeof evs));
-	::close(fd);
+	std::string error;
+	EXPECT_TRUE(station::touch(dir_, x, y, &error)) << error;
 }
 
 void SimPhone::set_board(const std::string &key, const std::string &value)
