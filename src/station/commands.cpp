@@ -202,7 +202,13 @@ std::optional<Request> build_request(std::string_view text, std::string *error)
 		}
 	}
 	if (!best) {
-		fail(error, "unknown command '" + std::string(text) + "'");
+		// Offer the names that share the first word: "vibrator" -> on, off.
+		std::string_view first = text.substr(0, text.find_first_of(" \t"));
+		std::string near;
+		for (const Command &c : kCommands)
+			if (!first.empty() && c.name.substr(0, c.name.find(' ')) == first)
+				near += (near.empty() ? "" : ", ") + std::string(c.name);
+		fail(error, "unknown command '" + std::string(text) + "'" + (near.empty() ? "" : " (known: " + near + ")"));
 		return std::nullopt;
 	}
 	std::string_view args = trim(text.substr(used));

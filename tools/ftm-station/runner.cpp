@@ -86,8 +86,11 @@ StepResult run_step(const Step &step, const Ports &ports, const RunOptions &opti
 	}
 	for (r.attempts = 1; r.attempts <= step.retries + 1; ++r.attempts) {
 		station::drain(fd);  // a late answer of an earlier step is not ours
+		auto start = std::chrono::steady_clock::now();
 		station::Exchange x = ask(fd, step, options);
-		r.seconds = x.seconds;
+		r.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+		if (!step.then_send.empty())
+			station::read_for(fd, step.then_after_ms, 50);  // what the handed-over port still says
 		r.answer = x.text;
 		r.reason.clear();
 		r.pass = judge(step, x, &r.reason);
