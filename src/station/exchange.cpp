@@ -33,6 +33,14 @@ std::optional<Stream> stream_header(std::string_view text)
 
 }  // namespace
 
+std::string Exchange::without_payload() const
+{
+	if (!payload_size || payload_at > text.size())
+		return text;
+	size_t end = std::min(text.size(), payload_at + *payload_size);
+	return text.substr(0, payload_at) + text.substr(end);
+}
+
 std::string_view final_word(std::string_view text)
 {
 	for (std::string_view f : kFinals)

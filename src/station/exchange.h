@@ -24,6 +24,9 @@ struct Exchange {
 	std::optional<size_t> payload_size;
 	size_t payload_at = 0;
 	double seconds = 0;
+
+	// The answer with a streamed payload left out: its header and what follows.
+	std::string without_payload() const;
 };
 
 // The final line the text ends with ("OK", "ERROR", "NOTSUPPORTED"), or empty.

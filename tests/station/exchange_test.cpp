@@ -100,6 +100,8 @@ TEST(StationExchange, StreamInPiecesWithProgress)
 	ASSERT_TRUE(x.payload_size);
 	EXPECT_EQ(*x.payload_size, 100000u);
 	EXPECT_EQ(x.text.substr(x.payload_at, 100000), payload);
+	EXPECT_EQ(x.without_payload(),
+	          "FORMAT= LOG\nSIZE= 100000\n\nOK\nat_dumpLog file name:/data/ftm.log, size=100000.OK.\nOK\n");
 	EXPECT_EQ(last, 100000u);
 	EXPECT_EQ(total, 100000u);
 }
