@@ -16,7 +16,11 @@ struct debug_globals {
 };
 extern debug_globals dbg;
 
-constexpr int TRACE_LINE_MAX = 255;  // longer lines are cut
+// Longer lines are cut to 254 bytes, the last of them a newline.
+constexpr int TRACE_LINE_MAX = 255;
+
+// Puts the trace mode back to its start values (for tests).
+void reset_debug_globals();
 
 void _dbg_print(const char *file, int line, const char *function, const char *format, ...)
     __attribute__((format(printf, 4, 5)));

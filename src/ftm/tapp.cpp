@@ -183,10 +183,11 @@ void assemble_tapp_response(tapp_record record, char *answer, size_t answer_size
 
 int assemble_input_tapp_response(char (*frames)[SLOT_SIZE], const char (*results)[SLOT_SIZE], int count)
 {
+	// The frame adds 12 characters to the body and 12 to the result: a
+	// result of up to 255 characters still fits one slot.
 	for (int i = 0; i < count; ++i) {
-		char work[kWorkSize] = {};
-		std::snprintf(work, sizeof work, "%02x%02x%02x%02x%02x%02x%.*s", 6, 0, 64, 0, 1, 0,
-		              static_cast<int>(SLOT_SIZE - 1), results[i]);
+		char work[SLOT_SIZE - 12] = {};
+		std::snprintf(work, sizeof work, "%02x%02x%02x%02x%02x%02x%.255s", 6, 0, 64, 0, 1, 0, results[i]);
 		std::snprintf(frames[i], SLOT_SIZE, "*TAPP=%s%02x\nOK\n", work, checksum(work, 7));
 	}
 	return 0;

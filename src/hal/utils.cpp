@@ -17,17 +17,18 @@ struct screen_query {
 };
 screen_query size_query, bpp_query;
 
-int ask_driver(screen_query &q)
+// Traces under the caller's name, as each look-up asks for itself.
+int ask_driver(screen_query &q, const char *caller)
 {
 	if (q.flag != -1)
 		return 0;
 	int fd = -1;
 	if (get_lcd_fd(&fd) != 0) {
-		DBG("Error: cannot open framebuffer device.\n");
+		ftm::_dbg_print(__FILE__, __LINE__, caller, "Error: cannot open framebuffer device.\n");
 		return 1;
 	}
 	if (plat::ioctl(fd, FBIOGET_VSCREENINFO, &q.info) != 0) {
-		DBG("Error reading variable information.\n");
+		ftm::_dbg_print(__FILE__, __LINE__, caller, "Error reading variable information.\n");
 		return 1;
 	}
 	q.flag = 1;
@@ -38,7 +39,7 @@ int ask_driver(screen_query &q)
 
 int get_lcd_size(int *width, int *height)
 {
-	if (ask_driver(size_query) != 0)
+	if (ask_driver(size_query, __func__) != 0)
 		return 1;
 	*width = static_cast<int>(size_query.info.xres);
 	*height = static_cast<int>(size_query.info.yres);
@@ -47,7 +48,7 @@ int get_lcd_size(int *width, int *height)
 
 int get_lcd_bpp(int *bpp)
 {
-	if (ask_driver(bpp_query) != 0)
+	if (ask_driver(bpp_query, __func__) != 0)
 		return 1;
 	*bpp = static_cast<int>(bpp_query.info.bits_per_pixel);
 	return 0;

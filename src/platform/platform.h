@@ -43,6 +43,9 @@ int unlink(const char *path);
 int system(const char *command);
 // Runs an interactive shell with its standard streams on fd; returns when it ends.
 int shell_on(int fd);
+// A command line whose output the caller reads; paths as for system().
+FILE *popen(const char *command, const char *mode);
+int pclose(FILE *stream);
 
 // The kernel log ring (klogctl actions as the kernel defines them).
 int klogctl(int type, char *buf, int len);
@@ -51,6 +54,11 @@ pid_t fork();
 int kill(pid_t pid, int sig);
 [[noreturn]] void exit_process(int status);
 int chdir(const char *path);
+// What a forked daemon needs to leave its parent's session behind.
+pid_t setsid();
+mode_t umask(mode_t mask);
+// Installs handler for sig without restarting interrupted calls; 0 or -1.
+int signal(int sig, void (*handler)(int));
 
 int usleep(unsigned usec);
 unsigned sleep(unsigned sec);

@@ -11,6 +11,9 @@ namespace {
 
 constexpr std::array device_table = {
 	DeviceEntry{"/dev/ftmgpio", open_ftmgpio},
+	DeviceEntry{"/dev/cm3602_alsps", open_cm3602_alsps},
+	DeviceEntry{"/dev/bma020", open_bma020},
+	DeviceEntry{"/dev/compass", open_compass},
 };
 
 }  // namespace

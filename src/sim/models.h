@@ -6,5 +6,10 @@
 namespace sim {
 
 std::unique_ptr<Device> open_ftmgpio(Board &board, int flags);
+std::unique_ptr<Device> open_cm3602_alsps(Board &board, int flags);
+std::unique_ptr<Device> open_bma020(Board &board, int flags);
+std::unique_ptr<Device> open_compass(Board &board, int flags);
+// Not a device node: the model behind each AF_INET datagram socket.
+std::unique_ptr<Device> open_wifi_socket(Board &board);
 
 }  // namespace sim

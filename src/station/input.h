@@ -1,32 +1,31 @@
-// Pressing the simulated phone's keys and touching its panel: input events
-// written into the board's input FIFOs.
+// The phone's input devices as the station feeds them: 16-byte events into
+// the board's FIFOs.
 #pragma once
 
+#include <array>
 #include <cstdint>
-#include <span>
 #include <string>
+#include <vector>
 
 namespace station {
 
-// The phone's input event record, as it travels on the FIFOs.
 struct InputEvent {
-	uint32_t sec = 0, usec = 0;
-	uint16_t type = 0, code = 0;
-	int32_t value = 0;
+	uint16_t type;
+	uint16_t code;
+	int32_t value;
 };
-static_assert(sizeof(InputEvent) == 16, "the phone's input event is 16 bytes");
 
-constexpr int kKeypadDevice = 0, kTouchDevice = 1, kJogDevice = 3;
+constexpr uint16_t EV_SYN_TYPE = 0, EV_KEY_TYPE = 1, EV_REL_TYPE = 2, EV_ABS_TYPE = 3;
+constexpr uint16_t BTN_TOUCH_CODE = 330;
 
-// Writes the events to $board/dev/input/event<device> in one write, so the
-// daemon reads them together. Fails if the daemon is not reading it.
-bool write_events(const std::string &board_dir, int device, std::span<const InputEvent> events,
-                  std::string *error = nullptr);
+// One event as the phone's 16-byte little-endian record (time left 0).
+std::array<unsigned char, 16> encode_event(const InputEvent &ev);
 
-// A key press (EV_KEY, code, value 1) on a device.
-bool press_key(const std::string &board_dir, int code, int device = kKeypadDevice, std::string *error = nullptr);
+// Writes the events in one write to dev/input/event<device> of the board, so
+// the daemon reads them together. False if nobody reads the device.
+bool send_events(const std::string &board_dir, int device, const std::vector<InputEvent> &events);
 
-// A touch: absolute x and y, BTN_TOUCH down, then the sync.
-bool touch(const std::string &board_dir, int x, int y, std::string *error = nullptr);
+// A touch: x, y, the touch key down, then the sync.
+std::vector<InputEvent> touch_events(int x, int y);
 
 }  // namespace station

@@ -3,7 +3,11 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <cstdio>
 #include <cstring>
+#include <dirent.h>
+#include <fstream>
+#include <string>
 #include <fcntl.h>
 #include <pty.h>
 #include <sys/wait.h>
@@ -26,6 +30,35 @@ bool open_pty(int *master, int *slave, std::string *name)
 	if (name)
 		*name = path;
 	return true;
+}
+
+// Children of the daemon that left its process group (the log daemon calls
+// setsid): found by parent in /proc, ended by id.
+void kill_detached_children(pid_t parent)
+{
+	DIR *proc = ::opendir("/proc");
+	if (!proc)
+		return;
+	while (dirent *e = ::readdir(proc)) {
+		char *end = nullptr;
+		long pid = std::strtol(e->d_name, &end, 10);
+		if (pid <= 0 || *end != '\0')
+			continue;
+		std::ifstream in(std::string("/proc/") + e->d_name + "/stat");
+		std::string stat;
+		std::getline(in, stat);
+		// "pid (comm) state ppid ...": comm may hold spaces, so parse after ')'.
+		size_t close = stat.rfind(')');
+		if (close == std::string::npos)
+			continue;
+		char state = 0;
+		long ppid = 0;
+		if (std::sscanf(stat.c_str() + close + 1, " %c %ld", &state, &ppid) != 2 || ppid != parent)
+			continue;
+		if (::getpgid(static_cast<pid_t>(pid)) != parent)
+			::kill(static_cast<pid_t>(pid), SIGKILL);
+	}
+	::closedir(proc);
 }
 
 void close_fd(int &fd)
@@ -104,6 +137,7 @@ bool Phone::running()
 void Phone::stop()
 {
 	if (pid_ > 0) {
+		kill_detached_children(pid_);
 		::kill(-pid_, SIGTERM);
 		int status = 0;
 		bool gone = false;

@@ -120,24 +120,56 @@ std::string SimPhone::read_until(std::string_view end, int timeout_ms)
 	return station::read_until_suffix(phone_.wired(), end, timeout_ms);
 }
 
+namespace {
+constexpr std::string_view kCommandServed = "command_step() - exitpwrkey_thread=";
+
+int count_in(const std::string &text, std::string_view needle)
+{
+	int n = 0;
+	for (size_t at = text.find(needle); at != std::string::npos; at = text.find(needle, at + needle.size()))
+		++n;
+	return n;
+}
+}  // namespace
+
+int SimPhone::trace_count(std::string_view needle) const
+{
+	// The log first: a line moving from the kernel log meanwhile is missed
+	// once, never counted twice.
+	std::string log = file("/data/ftm.log");
+	std::string kmsg = file("/dev/kmsg");
+	return count_in(log, needle) + count_in(kmsg, needle);
+}
+
+bool SimPhone::wait_trace(std::string_view needle, int count, int timeout_ms) const
+{
+	for (int waited = 0; waited <= timeout_ms; waited += 5) {
+		if (trace_count(needle) >= count)
+			return true;
+		::usleep(5000);
+	}
+	return false;
+}
+
+std::string SimPhone::command(std::string_view bytes, int commands)
+{
+	int before = trace_count(kCommandServed);
+	send(bytes);
+	EXPECT_TRUE(wait_trace(kCommandServed, before + commands)) << "the daemon did not serve the command";
+	// The answer is written before that trace line: it is already waiting.
+	return station::read_for(phone_.wired(), 50, 10);
+}
+
 void SimPhone::input_event(int device, int type, int code, int value)
 {
-	const station::InputEvent ev{0, 0, static_cast<uint16_t>(type), static_cast<uint16_t>(code), value};
-	std::string error;
-	EXPECT_TRUE(station::write_events(dir_, device, std::span(&ev, 1), &error)) << error;
+	EXPECT_TRUE(station::send_events(dir_, device,
+	                                 {{static_cast<uint16_t>(type), static_cast<uint16_t>(code), value}}))
+	    << "input device event" << device << " has no reader";
 }
 
-void SimPhone::press_key(int code, int device)
-{
-	std::string error;
-	EXPECT_TRUE(station::press_key(dir_, code, device, &error)) << error;
-}
+void SimPhone::press_key(int code, int device) { input_event(device, 1, code, 1); }
 
-void SimPhone::touch(int x, int y)
-{
-	std::string error;
-	EXPECT_TRUE(station::touch(dir_, x, y, &error)) << error;
-}
+void SimPhone::touch(int x, int y) { EXPECT_TRUE(station::send_events(dir_, 1, station::touch_events(x, y))); }
 
 void SimPhone::set_board(const std::string &key, const std::string &value)
 {

@@ -41,6 +41,15 @@ public:
 	std::string read_usb(int ms, int quiet_ms = 0);
 	std::string read_until(std::string_view end, int timeout_ms = 10000);
 
+	// Sends bytes and waits until the daemon has served that many commands
+	// (seen in its trace, not by the clock); returns what the port said
+	// meanwhile. The way to show that something got no answer.
+	std::string command(std::string_view bytes, int commands = 1);
+	// Trace lines so far (the log file, then what is still in the kernel log).
+	int trace_count(std::string_view needle) const;
+	// Waits until the trace holds count lines with needle; false on timeout.
+	bool wait_trace(std::string_view needle, int count, int timeout_ms = 10000) const;
+
 	// Input devices: one event each, or a press and release with their sync.
 	void input_event(int device, int type, int code, int value);
 	void press_key(int code, int device = 0);

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "station/board.h"
+#include "station/input.h"
 #include "station/link.h"
 #include "station/tapp_frame.h"
 
@@ -51,23 +52,10 @@ void send_and_wait(int fd, const std::string &bytes)
 	show("", station::read_until(fd, complete, 3000));
 }
 
-void send_event(station::Phone &phone, int device, int type, int code, int value)
+void send_event(station::Phone &phone, int device, const std::vector<station::InputEvent> &events)
 {
-	std::string fifo = phone.board_dir() + "/dev/input/event" + std::to_string(device);
-	int fd = ::open(fifo.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
-	if (fd < 0) {
-		std::printf("(no reader on %s)\n", fifo.c_str());
-		return;
-	}
-	unsigned char ev[16] = {};
-	uint16_t t = static_cast<uint16_t>(type), c = static_cast<uint16_t>(code);
-	int32_t v = value;
-	std::memcpy(ev + 8, &t, 2);
-	std::memcpy(ev + 10, &c, 2);
-	std::memcpy(ev + 12, &v, 4);
-	if (::write(fd, ev, sizeof ev) != 16)
-		std::printf("(event not written)\n");
-	::close(fd);
+	if (!station::send_events(phone.board_dir(), device, events))
+		std::printf("(nobody reads input device event%d)\n", device);
 }
 
 std::vector<uint8_t> hex_arg(std::istringstream &in)
@@ -108,14 +96,11 @@ bool console_command(station::Phone &phone, const std::string &line)
 	} else if (verb == "key" && (in >> std::dec >> a)) {
 		int value = 1;
 		in >> value;
-		send_event(phone, 0, 1, static_cast<int>(a), value);
+		send_event(phone, 0, {{station::EV_KEY_TYPE, static_cast<uint16_t>(a), value}});
 	} else if (verb == "jog") {
-		send_event(phone, 3, 2, 0, 1);
+		send_event(phone, 3, {{station::EV_REL_TYPE, 0, 1}});
 	} else if (verb == "touch" && (in >> std::dec >> a >> b)) {
-		send_event(phone, 1, 3, 0, static_cast<int>(a));
-		send_event(phone, 1, 3, 1, static_cast<int>(b));
-		send_event(phone, 1, 1, 330, 1);
-		send_event(phone, 1, 0, 0, 0);
+		send_event(phone, 1, station::touch_events(static_cast<int>(a), static_cast<int>(b)));
 	} else if (verb == "set") {
 		std::string key, value;
 		in >> key;

@@ -297,13 +297,15 @@ int screen(const Options &o)
 
 int input(const Options &o)
 {
-	std::string error;
-	bool ok = o.words[0] == "key"
-	              ? station::press_key(o.board, std::atoi(o.words[1].c_str()), station::kKeypadDevice, &error)
-	              : station::touch(o.board, std::atoi(o.words[1].c_str()), std::atoi(o.words[2].c_str()), &error);
-	if (!ok)
-		std::fprintf(stderr, "ftm-station: %s\n", error.c_str());
-	return ok ? kPass : kFail;
+	bool key = o.words[0] == "key";
+	int device = key ? 0 : 1;  // keypad, touch panel
+	auto events = key ? std::vector<station::InputEvent>{{station::EV_KEY_TYPE,
+	                                                     static_cast<uint16_t>(std::atoi(o.words[1].c_str())), 1}}
+	                  : station::touch_events(std::atoi(o.words[1].c_str()), std::atoi(o.words[2].c_str()));
+	if (station::send_events(o.board, device, events))
+		return kPass;
+	std::fprintf(stderr, "ftm-station: %s/dev/input/event%d: no phone reads it\n", o.board.c_str(), device);
+	return kFail;
 }
 
 std::string joined(const std::vector<std::string> &words, size_t from)

@@ -15,6 +15,7 @@
 #include <unistd.h>
 
 #include "platform/platform.h"
+#include "platform/shell_on.h"
 
 namespace plat {
 
@@ -110,26 +111,27 @@ int unlink(const char *path) { return ::unlink(path); }
 int chdir(const char *path) { return ::chdir(path); }
 int system(const char *command) { return ::system(command); }
 
+FILE *popen(const char *command, const char *mode) { return ::popen(command, mode); }
+
+int pclose(FILE *stream) { return ::pclose(stream); }
+
 int shell_on(int fd)
 {
-	pid_t pid = ::fork();
-	if (pid < 0)
-		return -1;
-	if (pid == 0) {
-		::dup2(fd, 0);
-		::dup2(fd, 1);
-		::dup2(fd, 2);
-		::execl("/system/bin/sh", "sh", static_cast<char *>(nullptr));
-		::_exit(127);
-	}
-	int status = 0;
-	while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
-	}
-	return status;
+	return detail::run_shell_on(fd, "/system/bin/sh", nullptr);
 }
 
 int klogctl(int type, char *buf, int len) { return ::klogctl(type, buf, len); }
 pid_t fork() { return ::fork(); }
+pid_t setsid() { return ::setsid(); }
+mode_t umask(mode_t mask) { return ::umask(mask); }
+
+int signal(int sig, void (*handler)(int))
+{
+	struct sigaction sa{};
+	sa.sa_handler = handler;
+	sigemptyset(&sa.sa_mask);
+	return ::sigaction(sig, &sa, nullptr);
+}
 int kill(pid_t pid, int sig) { return ::kill(pid, sig); }
 void exit_process(int status) { ::_exit(status); }
 int usleep(unsigned usec) { return ::usleep(usec); }

@@ -18,8 +18,10 @@
 #include <unistd.h>
 
 #include "platform/platform.h"
+#include "platform/shell_on.h"
 #include "sim/board.h"
 #include "sim/device.h"
+#include "sim/models.h"
 #include "sim/shell.h"
 
 namespace plat {
@@ -167,7 +169,17 @@ void *mmap(void *addr, size_t len, int prot, int flags, int fd, off_t off)
 
 int munmap(void *addr, size_t len) { return ::munmap(addr, len); }
 
-int socket(int domain, int type, int protocol) { return ::socket(domain, type | SOCK_CLOEXEC, protocol); }
+int socket(int domain, int type, int protocol)
+{
+	int fd = ::socket(domain, type | SOCK_CLOEXEC, protocol);
+	// The Wi-Fi driver's private ioctls arrive on a datagram socket: the
+	// board's radio model answers them.
+	if (fd >= 0 && domain == AF_INET && type == SOCK_DGRAM) {
+		std::lock_guard lock(devices().mutex);
+		devices().by_fd[fd] = sim::open_wifi_socket(board());
+	}
+	return fd;
+}
 
 FILE *fopen(const char *path, const char *mode) { return ::fopen(board().map(path).c_str(), mode); }
 
@@ -185,24 +197,17 @@ int system(const char *command)
 	return ::system(line.c_str());
 }
 
+FILE *popen(const char *command, const char *mode)
+{
+	std::string line = sim::map_command_line(board(), command ? command : "");
+	return ::popen(line.c_str(), mode);
+}
+
+int pclose(FILE *stream) { return ::pclose(stream); }
+
 int shell_on(int fd)
 {
-	pid_t pid = ::fork();
-	if (pid < 0)
-		return -1;
-	if (pid == 0) {
-		::dup2(fd, 0);
-		::dup2(fd, 1);
-		::dup2(fd, 2);
-		if (::chdir(board().root().c_str()) != 0)
-			::_exit(127);
-		::execl("/bin/sh", "sh", "-i", static_cast<char *>(nullptr));
-		::_exit(127);
-	}
-	int status = 0;
-	while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
-	}
-	return status;
+	return detail::run_shell_on(fd, "/bin/sh", board().root().c_str());
 }
 
 int klogctl(int type, char *buf, int len)
@@ -224,6 +229,16 @@ int klogctl(int type, char *buf, int len)
 }
 
 pid_t fork() { return ::fork(); }
+pid_t setsid() { return ::setsid(); }
+mode_t umask(mode_t mask) { return ::umask(mask); }
+
+int signal(int sig, void (*handler)(int))
+{
+	struct sigaction sa{};
+	sa.sa_handler = handler;
+	sigemptyset(&sa.sa_mask);
+	return ::sigaction(sig, &sa, nullptr);
+}
 
 int kill(pid_t pid, int sig) { return ::kill(pid, sig); }
 

@@ -1,0 +1,13 @@
+#!/bin/sh
+# Builds and runs every test: the plain build, then the same suite under
+# AddressSanitizer and UndefinedBehaviorSanitizer.
+set -e
+cd "$(dirname "$0")/.."
+sh scripts/setup.sh
+cmake --preset default
+cmake --build --preset default
+ctest --preset default
+cmake --preset asan
+cmake --build --preset asan
+ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+	ctest --preset asan
