@@ -59,6 +59,29 @@ steps:
 	EXPECT_FALSE(r.passed());
 }
 
+TEST(StationRunner, BoardWithOneFailingDevice)
+{
+	// The product id store fails its reads: that step FAILs, the rest go on.
+	testing_support::SimPhone phone(testing_support::SimPhone::Setup{.board = {{"gpio.fail.pid_read", "1"}}});
+	auto list = list_of(R"(name: t
+steps:
+  - command: wpid 0102030405060708090A0B0C0D0E0F101112131415161718191A1B1C1D1E1F20212223242526272828
+    expect: "OK\n"
+  - command: rpid
+    expect: "0102030405060708090a0b0c0d0e0f101112131415161718191a1b1c1d1e1f202122232425262728OK\n"
+  - {command: rtf, expect_match: "^[0-9a-f]{128}OK\n$"}
+  - {name: the store mends, command: rpid, board: {gpio.fail.pid_read: 0}, expect_final: OK}
+)");
+	RunResult r = quiet_run(list, {phone.phone().wired(), phone.phone().usb(), phone.path("")});
+	ASSERT_EQ(r.steps.size(), 4u);
+	EXPECT_TRUE(r.steps[0].pass) << r.steps[0].reason;
+	EXPECT_FALSE(r.steps[1].pass);
+	EXPECT_EQ(r.steps[1].answer, "Read Product ID Failed.\nNOTSUPPORTED\n");
+	EXPECT_TRUE(r.steps[2].pass) << r.steps[2].reason;
+	EXPECT_TRUE(r.steps[3].pass) << r.steps[3].reason;
+	EXPECT_EQ(r.failed, 1);
+}
+
 TEST(StationRunner, PhoneThatNeverAnswersTimesOutEveryStep)
 {
 	int master = -1, slave = -1;
