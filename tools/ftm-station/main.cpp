@@ -70,10 +70,11 @@ bool parse_args(int argc, char **argv, Options &o)
 			return true;
 		};
 		std::string v;
-		if (a == "--port" || a == "--board" || a == "--junit" || a == "--json" || a == "--out") {
-			if (!value(v))
+		std::string *text_option = a == "--port" ? &o.port : a == "--board" ? &o.board : a == "--junit" ? &o.junit
+		                         : a == "--json" ? &o.json : a == "--out" ? &o.out : nullptr;
+		if (text_option) {
+			if (!value(*text_option))
 				return false;
-			(a == "--port" ? o.port : a == "--board" ? o.board : a == "--junit" ? o.junit : a == "--json" ? o.json : o.out) = v;
 		} else if (a == "--baud" || a == "--timeout") {
 			if (!value(v))
 				return false;

@@ -84,7 +84,8 @@ StepResult run_step(const Step &step, const Ports &ports, const RunOptions &opti
 		for (const auto &[key, value] : step.board)
 			station::set_board_value(ports.board_dir, key, value);
 	}
-	for (r.attempts = 1; r.attempts <= step.retries + 1; ++r.attempts) {
+	while (r.attempts <= step.retries) {
+		++r.attempts;
 		station::drain(fd);  // a late answer of an earlier step is not ours
 		auto start = std::chrono::steady_clock::now();
 		station::Exchange x = ask(fd, step, options);
@@ -97,8 +98,6 @@ StepResult run_step(const Step &step, const Ports &ports, const RunOptions &opti
 		if (r.pass || x.outcome == station::Outcome::closed)
 			break;
 	}
-	if (r.attempts > step.retries + 1)
-		r.attempts = step.retries + 1;
 	return r;
 }
 
