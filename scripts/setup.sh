@@ -12,6 +12,9 @@ libgmock-dev
 libbenchmark-dev
 util-linux
 tshark
+libyaml-cpp-dev
+libtinyxml2-dev
+nlohmann-json3-dev
 libpng-dev
 "
 

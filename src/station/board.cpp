@@ -89,6 +89,30 @@ bool init_board(const std::string &dir, std::string *error)
 	return true;
 }
 
+namespace {
+
+std::string strip(std::string s)
+{
+	size_t a = s.find_first_not_of(" \t\r");
+	size_t b = s.find_last_not_of(" \t\r");
+	return a == std::string::npos ? std::string() : s.substr(a, b - a + 1);
+}
+
+}  // namespace
+
+std::string board_value(const std::string &dir, const std::string &key)
+{
+	std::ifstream in(dir + "/board.conf");
+	std::string line, value;
+	while (std::getline(in, line)) {
+		line = line.substr(0, line.find('#'));
+		size_t eq = line.find('=');
+		if (eq != std::string::npos && strip(line.substr(0, eq)) == key)
+			value = strip(line.substr(eq + 1));  // the last one counts
+	}
+	return value;
+}
+
 bool set_board_value(const std::string &dir, const std::string &key, const std::string &value)
 {
 	std::string path = dir + "/board.conf";

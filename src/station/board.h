@@ -13,4 +13,7 @@ bool init_board(const std::string &dir, std::string *error = nullptr);
 // Sets key = value in the board file, replacing an earlier line for key.
 bool set_board_value(const std::string &dir, const std::string &key, const std::string &value);
 
+// The value of key in the board file, as written there; empty if absent.
+std::string board_value(const std::string &dir, const std::string &key);
+
 }  // namespace station

@@ -18,20 +18,28 @@ int ms_left(clock::time_point end)
 	return left < 0 ? 0 : static_cast<int>(left);
 }
 
-// One read of what is there within wait_ms; false on timeout or error.
-bool read_some(int fd, std::string &out, int wait_ms)
+enum class Got { data, quiet, closed };
+
+// One read of what is there within wait_ms.
+Got read_once(int fd, std::string &out, int wait_ms)
 {
 	pollfd p{fd, POLLIN, 0};
 	int r = ::poll(&p, 1, wait_ms);
-	if (r <= 0)
-		return false;
+	if (r < 0)
+		return errno == EINTR ? Got::quiet : Got::closed;
+	if (r == 0)
+		return Got::quiet;
 	char buf[4096];
 	ssize_t n = ::read(fd, buf, sizeof buf);
-	if (n <= 0)
-		return false;
-	out.append(buf, static_cast<size_t>(n));
-	return true;
+	if (n > 0) {
+		out.append(buf, static_cast<size_t>(n));
+		return Got::data;
+	}
+	if (n < 0 && (errno == EINTR || errno == EAGAIN))
+		return Got::quiet;
+	return Got::closed;  // end of file, EIO of a pty whose far end left
 }
+
 
 }  // namespace
 
@@ -62,7 +70,8 @@ std::string read_for(int fd, int ms, int quiet_ms)
 		int wait = ms_left(end);
 		if (quiet_ms > 0 && !out.empty() && quiet_ms < wait)
 			wait = quiet_ms;
-		if (!read_some(fd, out, wait) && quiet_ms > 0 && !out.empty())
+		Got got = read_once(fd, out, wait);
+		if (got == Got::closed || (got == Got::quiet && quiet_ms > 0 && !out.empty()))
 			break;
 	}
 	return out;
@@ -71,9 +80,28 @@ std::string read_for(int fd, int ms, int quiet_ms)
 std::string read_until(int fd, const std::function<bool(const std::string &)> &done, int timeout_ms)
 {
 	std::string out;
+	read_into(fd, out, done, timeout_ms);
+	return out;
+}
+
+ReadEnd read_into(int fd, std::string &out, const std::function<bool(const std::string &)> &done, int timeout_ms)
+{
 	auto end = clock::now() + std::chrono::milliseconds(timeout_ms);
-	while (!done(out) && ms_left(end) > 0)
-		read_some(fd, out, ms_left(end));
+	while (!done(out)) {
+		int left = ms_left(end);
+		if (left <= 0)
+			return ReadEnd::timeout;
+		if (read_once(fd, out, left) == Got::closed)
+			return done(out) ? ReadEnd::done : ReadEnd::closed;
+	}
+	return ReadEnd::done;
+}
+
+std::string drain(int fd)
+{
+	std::string out;
+	for (int i = 0; i < 1024 && read_once(fd, out, 0) == Got::data; ++i) {
+	}
 	return out;
 }
 

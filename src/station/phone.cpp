@@ -70,6 +70,15 @@ void close_fd(int &fd)
 
 }  // namespace
 
+std::string beside_self(const std::string &name, const char *argv0)
+{
+	char self[4096] = {};
+	ssize_t n = ::readlink("/proc/self/exe", self, sizeof self - 1);
+	std::string dir = n > 0 ? std::string(self, static_cast<size_t>(n)) : std::string(argv0 ? argv0 : "");
+	dir = dir.substr(0, dir.rfind('/') + 1);
+	return dir + name;
+}
+
 Phone::~Phone() { stop(); }
 
 bool Phone::start(const Options &options, std::string *error)

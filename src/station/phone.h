@@ -41,4 +41,8 @@ private:
 	std::string usb_slave_name_;
 };
 
+// The path of a program installed beside the running one (ftmd-sim beside
+// the launcher and the station tool).
+std::string beside_self(const std::string &name, const char *argv0);
+
 }  // namespace station

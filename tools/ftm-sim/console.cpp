@@ -10,6 +10,8 @@
 #include <vector>
 
 #include "station/board.h"
+#include "station/commands.h"
+#include "station/exchange.h"
 #include "station/input.h"
 #include "station/link.h"
 #include "station/tapp_frame.h"
@@ -18,6 +20,7 @@ namespace {
 
 constexpr char kHelp[] =
     "Type a command line (sent with \"\\n\") or one of:\n"
+    "  :do NAME [ARGS]          a command by name, e.g. :do vibrator on  (:names lists them)\n"
     "  :bb ACCESS FUNC [HEX]    baseband frame, e.g. :bb 01 0004 01 (vibrator on)\n"
     "  :bt CMD [HEX]            bluetooth frame, e.g. :bt 00 01030c00\n"
     "  :wifi CMD [HEX]          wifi frame, e.g. :wifi 01 010600\n"
@@ -75,7 +78,20 @@ bool console_command(station::Phone &phone, const std::string &line)
 	unsigned a = 0, b = 0;
 	if (verb == "quit" || verb == "q")
 		return false;
-	if (verb == "bb" && (in >> std::hex >> a >> b)) {
+	if (verb == "do") {
+		std::string rest, error;
+		std::getline(in >> std::ws, rest);
+		auto req = station::build_request(rest, &error);
+		if (!req) {
+			std::printf("(%s)\n", error.c_str());
+		} else {
+			std::printf("> %s", req->text.c_str());
+			show("", station::exchange(phone.wired(), req->text, req->reply, 10000).text);
+		}
+	} else if (verb == "names") {
+		for (const station::Command &c : station::commands())
+			std::printf("  %-28s %s\n", std::string(c.name).c_str(), std::string(c.help).c_str());
+	} else if (verb == "bb" && (in >> std::hex >> a >> b)) {
 		std::string frame = station::bb_frame(static_cast<uint8_t>(a), static_cast<uint16_t>(b), hex_arg(in));
 		std::printf("> %s", frame.c_str());
 		send_and_wait(phone.wired(), frame);

@@ -24,16 +24,6 @@ std::string absolute(const std::string &dir)
 	return dir;
 }
 
-// ftmd-sim stands beside this program.
-std::string daemon_path(const char *argv0)
-{
-	char self[PATH_MAX] = {};
-	ssize_t n = ::readlink("/proc/self/exe", self, sizeof self - 1);
-	std::string dir = n > 0 ? std::string(self, static_cast<size_t>(n)) : std::string(argv0);
-	dir = dir.substr(0, dir.rfind('/') + 1);
-	return dir + FTMD_SIM_NAME;
-}
-
 int init(const std::string &dir)
 {
 	std::string error;
@@ -53,7 +43,7 @@ int run(const std::string &dir_arg, const char *argv0)
 	station::Phone phone;
 	station::Phone::Options o;
 	o.board_dir = dir;
-	o.ftmd_path = daemon_path(argv0);
+	o.ftmd_path = station::beside_self(FTMD_SIM_NAME, argv0);
 	std::string error;
 	if (!phone.start(o, &error)) {
 		std::fprintf(stderr, "ftm-sim: %s\n", error.c_str());

@@ -1,0 +1,8 @@
+# The station tool's library, and its binary for the end-to-end runs.
+target_link_libraries(station_tests PRIVATE ftm_station_runner)
+add_dependencies(station_tests ftm-station)
+
+# The shipped spine list against a simulated phone, as a factory would run it.
+add_test(NAME station.spine_list
+  COMMAND ftm-station --sim --no-color run ${CMAKE_SOURCE_DIR}/lists/spine.yaml
+          --junit ${CMAKE_CURRENT_BINARY_DIR}/spine.junit.xml --json ${CMAKE_CURRENT_BINARY_DIR}/spine.json)

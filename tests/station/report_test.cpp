@@ -1,0 +1,83 @@
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <tinyxml2.h>
+
+#include "report.h"
+
+namespace {
+
+using namespace ftm_station;
+
+struct Sample {
+	std::vector<Step> steps{2};
+	RunResult run;
+
+	Sample()
+	{
+		steps[0].name = "vibrator <on> & \"off\"";
+		steps[0].text = "AT+VIB=1\n";
+		steps[0].line = 7;
+		steps[1].name = "picture";
+		steps[1].text = "AT+DSCR\n";
+		run.list = "demo";
+		run.started = "2026-01-01T00:00:00Z";
+		run.seconds = 1.5;
+		run.steps.push_back({&steps[0], true, "", 0.25, 1, "OK\n"});
+		// Raw picture bytes: control characters and bytes that are no UTF-8.
+		std::string binary = "FORMAT= YUV422\n";
+		for (int i = 0; i < 5000; ++i)
+			binary += static_cast<char>(i & 0xFF);
+		run.steps.push_back({&steps[1], false, "expected 'OK\\n', got '<&>'", 3.0, 2, binary});
+		run.failed = 1;
+	}
+};
+
+TEST(StationReport, JunitIsWellFormedAndCounts)
+{
+	Sample s;
+	std::string xml = junit_xml(s.run);
+	tinyxml2::XMLDocument doc;
+	ASSERT_EQ(doc.Parse(xml.c_str()), tinyxml2::XML_SUCCESS) << doc.ErrorStr();
+	auto *suite = doc.FirstChildElement("testsuites")->FirstChildElement("testsuite");
+	ASSERT_TRUE(suite);
+	EXPECT_EQ(suite->IntAttribute("tests"), 2);
+	EXPECT_EQ(suite->IntAttribute("failures"), 1);
+	auto *first = suite->FirstChildElement("testcase");
+	EXPECT_STREQ(first->Attribute("name"), "vibrator <on> & \"off\"");
+	EXPECT_FALSE(first->FirstChildElement("failure"));
+	auto *second = first->NextSiblingElement("testcase");
+	ASSERT_TRUE(second->FirstChildElement("failure"));
+	EXPECT_STREQ(second->FirstChildElement("failure")->Attribute("message"), "expected 'OK\\n', got '<&>'");
+	EXPECT_STREQ(second->Attribute("time"), "3.000");
+	// The answer is cut, and its bytes are escaped.
+	std::string out = second->FirstChildElement("system-out")->GetText();
+	EXPECT_NE(out.find("\\x00\\x01"), std::string::npos);
+	EXPECT_NE(out.find("(5015 bytes)"), std::string::npos);
+	EXPECT_LT(out.size(), 10000u);
+}
+
+TEST(StationReport, JsonIsWellFormedAndCounts)
+{
+	Sample s;
+	nlohmann::json j = nlohmann::json::parse(json_report(s.run));
+	EXPECT_EQ(j["list"], "demo");
+	EXPECT_EQ(j["passed"], false);
+	EXPECT_EQ(j["steps_total"], 2);
+	EXPECT_EQ(j["steps_failed"], 1);
+	ASSERT_EQ(j["steps"].size(), 2u);
+	EXPECT_EQ(j["steps"][0]["verdict"], "PASS");
+	EXPECT_EQ(j["steps"][0]["line"], 7);
+	EXPECT_EQ(j["steps"][0]["sent"], "AT+VIB=1\\n");
+	EXPECT_EQ(j["steps"][1]["verdict"], "FAIL");
+	EXPECT_EQ(j["steps"][1]["attempts"], 2);
+	EXPECT_EQ(j["steps"][1]["reason"], "expected 'OK\\n', got '<&>'");
+
+	s.run.steps[1].pass = true;
+	s.run.failed = 0;
+	EXPECT_EQ(nlohmann::json::parse(json_report(s.run))["passed"], true);
+	s.run.steps.clear();
+	EXPECT_EQ(nlohmann::json::parse(json_report(s.run))["passed"], false);  // nothing ran, nothing passed
+}
+
+}  // namespace
