@@ -1,0 +1,117 @@
+// Entropy coding: canonical Huffman codes, the bit packer with 0xFF
+// stuffing, padding and restart markers.
+#include <bit>
+#include <cstdlib>
+
+#include "jpeg/jpege_engine_sw.h"
+
+namespace jpeg {
+
+void jpege_engine_sw_init_huff(const uint8_t *counts, const uint8_t *values, uint32_t n_values,
+                               huff_code_t *codes, uint32_t n_codes)
+{
+	for (uint32_t i = 0; i < n_codes; i++)
+		codes[i] = {0, 0};
+	uint32_t code = 0, k = 0;
+	for (uint16_t len = 1; len <= 16; len++) {
+		for (uint32_t i = 0; i < counts[len - 1] && k < n_values; i++, k++) {
+			uint8_t v = values[k];
+			if (v < n_codes)
+				codes[v] = {len, uint16_t(code)};
+			code++;
+		}
+		code <<= 1;
+	}
+}
+
+static inline void jpege_engine_sw_pack_bs(jpege_engine_sw_t *e, uint32_t bits, int32_t length)
+{
+	// At most 7 bits wait in the accumulator, so up to 25 fit at once.
+	e->bit_free -= length;
+	e->bit_acc |= bits << e->bit_free;
+	while (e->bit_free < 25) {
+		uint8_t b = uint8_t(e->bit_acc >> 24);
+		jpege_engine_sw_emit_byte(e, b);
+		if (b == 0xFF)
+			jpege_engine_sw_emit_byte(e, 0);
+		e->bit_acc <<= 8;
+		e->bit_free += 8;
+	}
+}
+
+// Category (bit length of |value|, searched from bit `bits - 2` down) and
+// the extra bits: the value, less 1 if negative, masked to the category.
+static inline uint32_t jpege_engine_sw_huff_encode_ssss(int32_t value, int bits, uint32_t *extra)
+{
+	uint32_t mag = uint32_t(std::abs(value));
+	uint32_t cat = std::bit_width(mag);
+	if (cat > uint32_t(bits - 1))
+		cat = bits - 1;
+	*extra = uint32_t(value < 0 ? value - 1 : value) & ((1u << cat) - 1);
+	return cat;
+}
+
+static inline void pack_code(jpege_engine_sw_t *e, huff_code_t c) { jpege_engine_sw_pack_bs(e, c.code, c.length); }
+
+static inline void jpege_engine_sw_runlength(jpege_engine_sw_t *e, const huff_code_t *ac, uint32_t run,
+                                             int32_t value)
+{
+	uint32_t extra;
+	uint32_t cat = jpege_engine_sw_huff_encode_ssss(value, 11, &extra);
+	pack_code(e, ac[run << 4 | cat]);
+	jpege_engine_sw_pack_bs(e, extra, int32_t(cat));
+}
+
+void jpege_engine_sw_huff_encode(jpege_engine_sw_t *e, const int16_t block[64], int component)
+{
+	int t = component ? 1 : 0;
+	const huff_code_t *dc = e->dc_codes[t].data();
+	const huff_code_t *ac = e->ac_codes[t].data();
+
+	int32_t diff = block[0] - e->prev_dc[component];
+	e->prev_dc[component] = block[0];
+	uint32_t extra;
+	uint32_t cat = jpege_engine_sw_huff_encode_ssss(diff, 12, &extra);
+	huff_code_t c = dc[cat];
+	if (c.length + cat <= 25) {
+		jpege_engine_sw_pack_bs(e, uint32_t(c.code) << cat | extra, int32_t(c.length + cat));
+	} else {  // only a custom table with long DC codes gets here
+		pack_code(e, c);
+		jpege_engine_sw_pack_bs(e, extra, int32_t(cat));
+	}
+
+	uint32_t run = 0;
+	for (int k = 1; k < 64; k++) {
+		int32_t v = block[k];
+		if (v == 0) {
+			run++;
+			continue;
+		}
+		for (; run > 15; run -= 16)
+			pack_code(e, ac[0xF0]);
+		jpege_engine_sw_runlength(e, ac, run, v);
+		run = 0;
+	}
+	if (run)
+		pack_code(e, ac[0x00]);  // end of block
+}
+
+void jpege_engine_sw_stuff_bs(jpege_engine_sw_t *e)
+{
+	if (e->bit_free != 32) {
+		jpege_engine_sw_pack_bs(e, 0x7F, 7);
+		e->bit_acc = 0;
+		e->bit_free = 32;
+	}
+}
+
+void jpege_engine_sw_insert_restart_marker(jpege_engine_sw_t *e)
+{
+	jpege_engine_sw_stuff_bs(e);
+	jpege_engine_sw_emit_byte(e, 0xFF);
+	jpege_engine_sw_emit_byte(e, uint8_t(0xD0 + e->restart_index));
+	e->restart_index = (e->restart_index + 1) & 7;
+	e->prev_dc[0] = e->prev_dc[1] = e->prev_dc[2] = 0;
+}
+
+}  // namespace jpeg
