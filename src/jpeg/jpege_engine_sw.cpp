@@ -72,14 +72,15 @@ static void jpege_engine_sw_output_thread(jpege_engine_sw_t *e)
 		e->output_cond.wait(lock, [e] { return e->queue[e->queue_read].valid || e->exit_output; });
 		if (e->exit_output)
 			return;
+		// The entry leaves the queue before the handler runs: the handler may
+		// mark the buffer empty, and the encoder may then queue it again.
 		jpeg_buffer_t buf = e->queue[e->queue_read].buffer;
-		// The client's handler runs unlocked so the encoder can fill the other buffer.
-		lock.unlock();
-		e->dest.p_output_handler(e->p_wrapper, buf);
-		lock.lock();
 		e->queue[e->queue_read].valid = 0;
 		e->queue_read = (e->queue_read + 1) % 2;
+		lock.unlock();
+		e->dest.p_output_handler(e->p_wrapper, buf);
 		jpeg_buffer_mark_empty(buf);
+		lock.lock();
 	}
 }
 
