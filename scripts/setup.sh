@@ -11,6 +11,9 @@ libgtest-dev
 libgmock-dev
 libbenchmark-dev
 util-linux
+libjpeg-dev
+libjpeg-turbo-progs
+libimage-exiftool-perl
 "
 
 missing=""
