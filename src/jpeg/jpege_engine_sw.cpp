@@ -72,15 +72,14 @@ static void jpege_engine_sw_output_thread(jpege_engine_sw_t *e)
 		e->output_cond.wait(lock, [e] { return e->queue[e->queue_read].valid || e->exit_output; });
 		if (e->exit_output)
 			return;
-		// The entry leaves the queue before the handler runs: the handler may
-		// mark the buffer empty, and the encoder may then queue it again.
+		// The handler runs under the lock: the owner's handler may mark the
+		// buffer empty, and the encoder must not queue it again before the
+		// entry is cleared here. Meanwhile the encoder fills the other buffer.
 		jpeg_buffer_t buf = e->queue[e->queue_read].buffer;
+		e->dest.p_output_handler(e->p_wrapper, buf);
 		e->queue[e->queue_read].valid = 0;
 		e->queue_read = (e->queue_read + 1) % 2;
-		lock.unlock();
-		e->dest.p_output_handler(e->p_wrapper, buf);
 		jpeg_buffer_mark_empty(buf);
-		lock.lock();
 	}
 }
 
@@ -256,7 +255,7 @@ static int jpege_engine_sw_configure(jpege_engine_sw_t *e, const jpege_img_cfg_t
 	e->restart_cnt = 0;
 	e->restart_index = 0;
 	e->bit_acc = 0;
-	e->bit_free = 32;
+	e->bit_free = 64;
 	return JPEGERR_SUCCESS;
 }
 

@@ -74,8 +74,8 @@ struct jpege_engine_sw_t {
 	int16_t prev_dc[3];
 	uint32_t restart_cnt;
 	uint32_t restart_index;
-	uint32_t bit_acc;
-	int32_t bit_free;
+	uint64_t bit_acc;  // wider than a word so that a word can go out at once
+	int32_t bit_free;  // of the 64; whenever 32 are pending they are sent
 
 	// Work
 	alignas(16) uint8_t block[64];

@@ -3,6 +3,8 @@
 // 15-bit reciprocals, written out in zig-zag order.
 #include "jpeg/jpege_engine_sw.h"
 
+#include <algorithm>
+
 namespace jpeg {
 
 namespace {
@@ -64,12 +66,12 @@ void jpege_engine_sw_fdct_block(const uint8_t *p, ptrdiff_t stride, int32_t out[
 		const uint8_t *row = p + r * stride;
 		fdct_8<true>([row](int i) { return int32_t(row[i]); }, out + r * 8, 1);
 	}
-	for (int c = 0; c < 8; c++) {
-		int32_t col[8];
-		for (int i = 0; i < 8; i++)
-			col[i] = out[i * 8 + c];
-		fdct_8<false>([&col](int i) { return col[i]; }, out + c, 8);
-	}
+	// Columns side by side: sample i of every column is row i of the
+	// workspace, so the loop over columns runs in vector lanes.
+	alignas(32) int32_t ws[64];
+	std::copy_n(out, 64, ws);
+	for (int c = 0; c < 8; c++)
+		fdct_8<false>([&ws, c](int i) { return ws[i * 8 + c]; }, out + c, 8);
 }
 
 void jpege_engine_sw_dct_wrapper(const uint8_t *p, ptrdiff_t stride, int32_t out[64])
@@ -85,8 +87,12 @@ void jpege_engine_sw_quant_zigzag(const int32_t dct[64], int16_t out[64], const 
 		int k = zigzag[i];
 		int32_t c = dct[k];
 		int32_t q = quant[k];
-		// 15 bits of reciprocal and 3 of the transform's scale.
-		out[i] = int16_t(c >= 0 ? (c * q + 0x20000) >> 18 : -((0x20000 - c * q) >> 18));
+		// c >= 0: (c * q + 0x20000) >> 18; c < 0: -((0x20000 - c * q) >> 18).
+		// 15 bits of reciprocal and 3 of the transform's scale; done with
+		// the sign as a mask, as the signs of coefficients do not predict.
+		int32_t s = c >> 31;
+		int32_t u = ((c * q) ^ s) - s + 0x20000;
+		out[i] = int16_t(((u >> 18) ^ s) - s);
 	}
 }
 

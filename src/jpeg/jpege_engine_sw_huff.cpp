@@ -24,18 +24,37 @@ void jpege_engine_sw_init_huff(const uint8_t *counts, const uint8_t *values, uin
 	}
 }
 
-static inline void jpege_engine_sw_pack_bs(jpege_engine_sw_t *e, uint32_t bits, int32_t length)
+// Four bytes out of the accumulator, each 0xFF followed by a 0x00.
+static inline void jpege_engine_sw_emit_word(jpege_engine_sw_t *e, uint32_t w)
 {
-	// At most 7 bits wait in the accumulator, so up to 25 fit at once.
-	e->bit_free -= length;
-	e->bit_acc |= bits << e->bit_free;
-	while (e->bit_free < 25) {
-		uint8_t b = uint8_t(e->bit_acc >> 24);
+	jpeg_buf_t *buf = e->current_buf;
+	bool has_ff = ((~w - 0x01010101u) & w & 0x80808080u) != 0;
+	if (!has_ff && buf->offset + 4 <= buf->size) {
+		uint8_t *p = buf->ptr + buf->offset;
+		p[0] = uint8_t(w >> 24);
+		p[1] = uint8_t(w >> 16);
+		p[2] = uint8_t(w >> 8);
+		p[3] = uint8_t(w);
+		buf->offset += 4;
+		return;
+	}
+	for (int shift = 24; shift >= 0; shift -= 8) {
+		uint8_t b = uint8_t(w >> shift);
 		jpege_engine_sw_emit_byte(e, b);
 		if (b == 0xFF)
 			jpege_engine_sw_emit_byte(e, 0);
-		e->bit_acc <<= 8;
-		e->bit_free += 8;
+	}
+}
+
+// The accumulator holds up to 64 bits; whenever 32 are pending they go out
+// as one word. `bits` holds no bits above `length`.
+static inline void jpege_engine_sw_pack_bs(jpege_engine_sw_t *e, uint32_t bits, int32_t length)
+{
+	e->bit_acc = e->bit_acc << length | bits;
+	e->bit_free -= length;
+	if (e->bit_free <= 32) {
+		e->bit_free += 32;
+		jpege_engine_sw_emit_word(e, uint32_t(e->bit_acc >> (64 - e->bit_free)));
 	}
 }
 
@@ -73,7 +92,7 @@ void jpege_engine_sw_huff_encode(jpege_engine_sw_t *e, const int16_t block[64], 
 	uint32_t extra;
 	uint32_t cat = jpege_engine_sw_huff_encode_ssss(diff, 12, &extra);
 	huff_code_t c = dc[cat];
-	if (c.length + cat <= 25) {
+	if (c.length + cat <= 32) {
 		jpege_engine_sw_pack_bs(e, uint32_t(c.code) << cat | extra, int32_t(c.length + cat));
 	} else {  // only a custom table with long DC codes gets here
 		pack_code(e, c);
@@ -98,11 +117,20 @@ void jpege_engine_sw_huff_encode(jpege_engine_sw_t *e, const int16_t block[64], 
 
 void jpege_engine_sw_stuff_bs(jpege_engine_sw_t *e)
 {
-	if (e->bit_free != 32) {
-		jpege_engine_sw_pack_bs(e, 0x7F, 7);
-		e->bit_acc = 0;
-		e->bit_free = 32;
+	// Pad the last byte with 1 bits and send every whole byte.
+	int32_t pending = 64 - e->bit_free;
+	if (int32_t pad = (8 - pending % 8) % 8) {
+		e->bit_acc = e->bit_acc << pad | ((1u << pad) - 1);
+		pending += pad;
 	}
+	for (; pending >= 8; pending -= 8) {
+		uint8_t b = uint8_t(e->bit_acc >> (pending - 8));
+		jpege_engine_sw_emit_byte(e, b);
+		if (b == 0xFF)
+			jpege_engine_sw_emit_byte(e, 0);
+	}
+	e->bit_acc = 0;
+	e->bit_free = 64;
 }
 
 void jpege_engine_sw_insert_restart_marker(jpege_engine_sw_t *e)
