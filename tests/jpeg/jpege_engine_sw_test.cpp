@@ -241,4 +241,11 @@ TEST(JpegSw, ManySmallPiecesAndOneBuffer)
 	EXPECT_EQ(internal.bytes, two.bytes);
 	EXPECT_GT(one.pieces.size(), two.pieces.size() + 5);
 	decode_clean(one.bytes);
+
+	// Buffers of a single byte still make the same file.
+	yuv_image small = make_picture(24, 16, jpeg::YCBCRLP_H2V2);
+	opt.buffer_size = 1;
+	jc::result bytewise = encode_ok(small, opt);
+	opt.buffer_size = 8192;
+	EXPECT_EQ(bytewise.bytes, encode_ok(small, opt).bytes);
 }
