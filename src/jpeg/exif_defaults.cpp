@@ -31,13 +31,16 @@ constexpr exif_default_tag_t rational1(uint32_t id, uint32_t num, uint32_t denom
 	return t;
 }
 
+// Sized as their counts say: the count takes in the padding zeros.
+constexpr char make[8] = "SOC-AA";
+constexpr char model[8] = "CAM-AA";
 constexpr uint8_t exif_version[4] = {'0', '2', '2', '0'};
 constexpr uint8_t flash_pix_version[4] = {'0', '1', '0', '0'};
 constexpr uint8_t components_config[4] = {1, 2, 3, 0};
 constexpr uint8_t r98_version[4] = {'0', '1', '0', '0'};
 
-constexpr auto default_tag_make = ascii(0x21010F, "SOC-AA", 8);
-constexpr auto default_tag_model = ascii(0x220110, "CAM-AA", 8);
+constexpr auto default_tag_make = ascii(0x21010F, make, sizeof make);
+constexpr auto default_tag_model = ascii(0x220110, model, sizeof model);
 constexpr auto default_tag_datetime_original = ascii(0x3A9003, "2002:12:08 12:00:00", 20);
 constexpr auto default_tag_datetime_digitized = ascii(0x3B9004, "2002:12:08 12:00:00", 20);
 constexpr auto default_tag_exif_version = undefined(0x399000, exif_version);

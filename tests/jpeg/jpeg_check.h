@@ -376,6 +376,7 @@ inline layout parse_layout(const std::vector<uint8_t> &f)
 	return out;
 }
 
+const segment *find(const layout &&l, uint8_t marker) = delete;  // would point into a temporary
 inline const segment *find(const layout &l, uint8_t marker)
 {
 	for (const segment &s : l.segments)

@@ -108,7 +108,7 @@ TEST(JpegWriter, InlineAndOutOfLineValues)
 	exif_store s;
 	s.set(0x21010F, jpeg::EXIF_ASCII, 4, "ABC");     // exactly 4: inline
 	s.set(0x220110, jpeg::EXIF_ASCII, 5, "ABCD");    // 5: data area
-	s.set(0x200000 | 0x010E, jpeg::EXIF_ASCII, 7, "odd.."); // odd length: the next item is padded
+	s.set(0x200000 | 0x010E, jpeg::EXIF_ASCII, 7, "odd..."); // odd length: the next item is padded
 	const uint16_t two[2] = {0x1234, 0x5678};
 	s.set(0x270000 | 0x0212, jpeg::EXIF_SHORT, 2, two);  // two shorts: inline
 	jpeg::exif_tag_entry_t bias{jpeg::EXIF_SRATIONAL, 0, 1, {}};  // a single value stands inline
@@ -121,7 +121,7 @@ TEST(JpegWriter, InlineAndOutOfLineValues)
 	parsed p = parse(r.bytes);
 	EXPECT_EQ(p.ifd0.at(0x010F).value, 0x41424300u);
 	EXPECT_EQ(p.t.ascii(p.ifd0.at(0x0110)), "ABCD");
-	EXPECT_EQ(p.t.ascii(p.ifd0.at(0x010E)), "odd..");
+	EXPECT_EQ(p.t.ascii(p.ifd0.at(0x010E)), "odd...");
 	EXPECT_EQ(p.ifd0.at(0x0212).value, 0x12345678u);
 	for (auto &[tag, e] : p.ifd0) {
 		if (e.count * (e.type == 5 ? 8 : e.type == 3 ? 2 : 1) > 4) {

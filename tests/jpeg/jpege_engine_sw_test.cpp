@@ -123,7 +123,8 @@ TEST(JpegSw, SameTransformAsLibjpegAtRotationZero)
 	decoded ref = decode_clean(ref_file);
 	// Scan data only: the headers differ by design (Exif against JFIF).
 	auto scan_bytes = [](const std::vector<uint8_t> &f) {
-		const segment *sos = find(parse_layout(f), 0xDA);
+		layout l = parse_layout(f);
+		const segment *sos = find(l, 0xDA);
 		return sos ? f.size() - sos->at - 2 - sos->length : 0;
 	};
 	double ours = psnr(d.p, src), theirs = psnr(ref.p, src);
@@ -184,7 +185,8 @@ TEST(JpegSw, FlatBlockIsDcAndEndOfBlockOnly)
 	// and two 1 bits of padding.
 	yuv_image img{8, 8, jpeg::YCBCRLP_H1V1, std::vector<uint8_t>(64, 128), std::vector<uint8_t>(128, 128)};
 	jc::result r = encode_ok(img);
-	const segment *sos = find(parse_layout(r.bytes), 0xDA);
+	layout l = parse_layout(r.bytes);
+	const segment *sos = find(l, 0xDA);
 	ASSERT_NE(sos, nullptr);
 	std::vector<uint8_t> scan(r.bytes.begin() + long(sos->at + 2 + sos->length), r.bytes.end());
 	EXPECT_EQ(scan, (std::vector<uint8_t>{0x28, 0x03, 0xFF, 0xD9}));
