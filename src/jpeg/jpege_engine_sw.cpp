@@ -97,15 +97,15 @@ static void jpege_engine_sw_encode_mcu(jpege_engine_sw_t *e)
 				jpege_engine_sw_dct_wrapper(p, e->luma_width, dct);
 			else
 				jpege_engine_sw_dct_wrapper(e->block, 8, dct);
-			jpege_engine_sw_quant_zigzag(dct, coef, e->zigzag, e->quant_luma.data());
-			jpege_engine_sw_huff_encode(e, coef, 0);
+			uint64_t nonzero = jpege_engine_sw_quant_zigzag(dct, coef, e->zigzag, e->quant_luma.data());
+			jpege_engine_sw_huff_encode(e, coef, nonzero, 0);
 		}
 	}
 	jpege_engine_sw_fetch_chroma(e, e->mcu_col * 8, e->mcu_row * 8);
 	for (int comp = 1; comp <= 2; comp++) {
 		jpege_engine_sw_dct_wrapper(e->chroma_block[comp - 1], 8, dct);
-		jpege_engine_sw_quant_zigzag(dct, coef, e->zigzag, e->quant_chroma.data());
-		jpege_engine_sw_huff_encode(e, coef, comp);
+		uint64_t nonzero = jpege_engine_sw_quant_zigzag(dct, coef, e->zigzag, e->quant_chroma.data());
+		jpege_engine_sw_huff_encode(e, coef, nonzero, comp);
 	}
 }
 

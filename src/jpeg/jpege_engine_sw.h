@@ -92,8 +92,9 @@ extern const std::array<uint8_t, 64> zigzagTableTranspose;
 // Transform stage (jpege_engine_sw_dct)
 void jpege_engine_sw_fdct_block(const uint8_t *p, ptrdiff_t stride, int32_t out[64]);
 void jpege_engine_sw_dct_wrapper(const uint8_t *p, ptrdiff_t stride, int32_t out[64]);
-void jpege_engine_sw_quant_zigzag(const int32_t dct[64], int16_t out[64], const uint8_t *zigzag,
-                                  const int16_t *quant);
+// Returns a mask of the non-zero outputs, bit i for zig-zag position i.
+uint64_t jpege_engine_sw_quant_zigzag(const int32_t dct[64], int16_t out[64], const uint8_t *zigzag,
+                                      const int16_t *quant);
 
 // Fetch stage (jpege_engine_sw_fetch): source rows of the block at output
 // position (x, y), or null when it crosses an edge and was built in `work`.
@@ -103,7 +104,7 @@ void jpege_engine_sw_fetch_chroma(jpege_engine_sw_t *e, uint32_t x, uint32_t y);
 // Entropy stage (jpege_engine_sw_huff)
 void jpege_engine_sw_init_huff(const uint8_t *counts, const uint8_t *values, uint32_t n_values,
                                huff_code_t *codes, uint32_t n_codes);
-void jpege_engine_sw_huff_encode(jpege_engine_sw_t *e, const int16_t block[64], int component);
+void jpege_engine_sw_huff_encode(jpege_engine_sw_t *e, const int16_t block[64], uint64_t nonzero, int component);
 void jpege_engine_sw_stuff_bs(jpege_engine_sw_t *e);
 void jpege_engine_sw_insert_restart_marker(jpege_engine_sw_t *e);
 

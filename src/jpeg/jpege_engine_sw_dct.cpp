@@ -80,9 +80,10 @@ void jpege_engine_sw_dct_wrapper(const uint8_t *p, ptrdiff_t stride, int32_t out
 	out[0] -= 8192;  // level shift of 128, at the transform's scale
 }
 
-void jpege_engine_sw_quant_zigzag(const int32_t dct[64], int16_t out[64], const uint8_t *zigzag,
-                                  const int16_t *quant)
+uint64_t jpege_engine_sw_quant_zigzag(const int32_t dct[64], int16_t out[64], const uint8_t *zigzag,
+                                      const int16_t *quant)
 {
+	uint64_t nonzero = 0;
 	for (int i = 63; i >= 0; i--) {
 		int k = zigzag[i];
 		int32_t c = dct[k];
@@ -93,7 +94,9 @@ void jpege_engine_sw_quant_zigzag(const int32_t dct[64], int16_t out[64], const 
 		int32_t s = c >> 31;
 		int32_t u = ((c * q) ^ s) - s + 0x20000;
 		out[i] = int16_t(((u >> 18) ^ s) - s);
+		nonzero |= uint64_t(out[i] != 0) << i;
 	}
+	return nonzero;
 }
 
 }  // namespace jpeg

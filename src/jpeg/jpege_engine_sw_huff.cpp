@@ -81,7 +81,7 @@ static inline void jpege_engine_sw_runlength(jpege_engine_sw_t *e, const huff_co
 	jpege_engine_sw_pack_bs(e, extra, int32_t(cat));
 }
 
-void jpege_engine_sw_huff_encode(jpege_engine_sw_t *e, const int16_t block[64], int component)
+void jpege_engine_sw_huff_encode(jpege_engine_sw_t *e, const int16_t block[64], uint64_t nonzero, int component)
 {
 	int t = component ? 1 : 0;
 	const huff_code_t *dc = e->dc_codes[t].data();
@@ -99,19 +99,17 @@ void jpege_engine_sw_huff_encode(jpege_engine_sw_t *e, const int16_t block[64], 
 		jpege_engine_sw_pack_bs(e, extra, int32_t(cat));
 	}
 
-	uint32_t run = 0;
-	for (int k = 1; k < 64; k++) {
-		int32_t v = block[k];
-		if (v == 0) {
-			run++;
-			continue;
-		}
+	// Walk the non-zero coefficients only; the gaps are the zero runs.
+	int last = 0;
+	for (uint64_t m = nonzero & ~uint64_t(1); m; m &= m - 1) {
+		int k = std::countr_zero(m);
+		uint32_t run = uint32_t(k - last - 1);
 		for (; run > 15; run -= 16)
 			pack_code(e, ac[0xF0]);
-		jpege_engine_sw_runlength(e, ac, run, v);
-		run = 0;
+		jpege_engine_sw_runlength(e, ac, run, block[k]);
+		last = k;
 	}
-	if (run)
+	if (last != 63)
 		pack_code(e, ac[0x00]);  // end of block
 }
 

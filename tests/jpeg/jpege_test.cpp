@@ -236,6 +236,9 @@ TEST(Jpege, AbortInTheMiddleThenEncodeAgain)
 		c.events.clear();
 		ASSERT_EQ(jpege_start(c.enc, &c.cfg, nullptr), 0);
 	}
+	// A finished thread may take a moment to leave the task list.
+	for (int i = 0; i < 500 && thread_count() != threads_before; i++)
+		std::this_thread::sleep_for(std::chrono::milliseconds(10));
 	EXPECT_EQ(thread_count(), threads_before);
 }
 
