@@ -16,6 +16,9 @@ libyaml-cpp-dev
 libtinyxml2-dev
 nlohmann-json3-dev
 libpng-dev
+libjpeg-dev
+libjpeg-turbo-progs
+libimage-exiftool-perl
 "
 
 missing=""
