@@ -11,6 +11,8 @@ namespace {
 
 constexpr std::array device_table = {
 	DeviceEntry{"/dev/ftmgpio", open_ftmgpio},
+	DeviceEntry{"/dev/msm_camera0", open_msm_camera},
+	DeviceEntry{"/dev/pmem_adsp", open_pmem_adsp},
 };
 
 }  // namespace
