@@ -29,6 +29,10 @@ std::array<std::array<uint16_t, 64>, 17> make_coeffs()
 				total += taps[k];
 			}
 			taps[1] += 512 - total;  // rounding goes to the centre tap
+			if (taps[1] > 511) {     // a 10-bit signed tap stops at 511
+				taps[2] += taps[1] - 511;
+				taps[1] = 511;
+			}
 			for (int k = 0; k < 4; ++k)
 				t[row][phase * 4 + static_cast<size_t>(k)] = static_cast<uint16_t>(taps[k]);
 		}
