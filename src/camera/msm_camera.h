@@ -139,4 +139,19 @@ struct msm_pmem_info {
 };
 static_assert(!phone_layout || sizeof(msm_pmem_info) == 24);
 
+// A finished frame, from MSM_CAM_IOCTL_GETFRAME, given back with
+// MSM_CAM_IOCTL_RELEASE_FRAME_BUFFER.
+struct msm_frame {
+	int32_t path;
+	void *buffer;  // virtual address of the pmem buffer
+	uint32_t y_off;
+	uint32_t cbcr_off;
+	int32_t fd;
+	void *cropinfo;  // receives the crop record of MSM_CAM_IOCTL_SET_CROP
+	uint32_t croplen;
+};
+static_assert(!phone_layout || sizeof(msm_frame) == 28);
+
+enum : uint32_t { PMEM_PREVIEW = 1, PMEM_THUMBNAIL = 3, PMEM_MAINIMG = 4, PMEM_RAW_MAINIMG = 5 };
+
 }  // namespace cam

@@ -9,6 +9,8 @@ namespace {
 class MsmCamera : public Device {
 public:
 	int ioctl(unsigned long request, uintptr_t arg) override { return camera::Kernel::get().ioctl(request, arg); }
+	// Readable while a frame waits, so the frame thread can select on it.
+	int stream_fd() override { return camera::Kernel::get().frame_fd(); }
 };
 
 }  // namespace

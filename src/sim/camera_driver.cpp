@@ -35,6 +35,14 @@ void Kernel::reset()
 	++generation_;
 	qcam_loaded_ = vfe_loaded_ = streaming_ = false;
 	led_state_ = 0;
+	buffers_.clear();
+	free_.clear();
+	done_.clear();
+	picture_ready_ = false;
+	axi_size_ = {};
+	axi_type_ = 0;
+	crop_ = {};
+	frame_signal();
 	changed_.notify_all();
 }
 
@@ -91,7 +99,8 @@ void Kernel::deliver(const Event &e, stats_event_t *event)
 		c.status = e.cmd->cmd.status;
 		if (c.value) {
 			std::memset(c.value, 0, CTRL_VALUE_MAX);
-			std::memcpy(c.value, e.cmd->value.data(), e.cmd->value.size());
+			if (!e.cmd->value.empty())
+				std::memcpy(c.value, e.cmd->value.data(), e.cmd->value.size());
 		}
 		in_service_.push_back(e.cmd);
 	} else if (e.resptype == RESP_VFE) {
@@ -100,7 +109,8 @@ void Kernel::deliver(const Event &e, stats_event_t *event)
 		event->vfe_msg.msgId = e.msg_id;
 		if (event->vfe_msg.data) {
 			std::memset(event->vfe_msg.data, 0, CTRL_VALUE_MAX);
-			std::memcpy(event->vfe_msg.data, e.body.data(), std::min<size_t>(e.body.size(), CTRL_VALUE_MAX));
+			if (!e.body.empty())
+				std::memcpy(event->vfe_msg.data, e.body.data(), std::min<size_t>(e.body.size(), CTRL_VALUE_MAX));
 		}
 	}
 }
@@ -137,6 +147,7 @@ int Kernel::get_stats(stats_event_t *event)
 			int64_t now = plat::now_ms();
 			if (now >= next_frame_ms_) {
 				next_frame_ms_ = now + frame_ms;
+				render(PMEM_PREVIEW, axi_size_[2], axi_size_[3]);
 				events_.push_back(Event{RESP_VFE, nullptr, 0, 7, {}});  // a frame of output 2
 				continue;
 			}

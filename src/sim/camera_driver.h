@@ -8,6 +8,7 @@
 // and answered with the VFE's messages through the same queue.
 #pragma once
 
+#include <array>
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
@@ -58,6 +59,8 @@ public:
 	bool wait_idle(int timeout_ms = 5000);
 	// Calls of GET_STATS so far.
 	uint64_t stats_calls();
+	// Readable while a finished frame waits for MSM_CAM_IOCTL_GETFRAME.
+	int frame_fd();
 
 private:
 	struct Pending {
@@ -83,6 +86,28 @@ private:
 	bool failing(const char *operation);
 	void record(Recorded r);
 	void deliver(const Event &e, cam::stats_event_t *event);
+	// Frames: buffers the client registered, filled by the DSP.
+	struct Buffer {
+		uint32_t type;
+		int32_t fd;
+		uint8_t *vaddr;
+		uint32_t y_off, cbcr_off;
+	};
+	int pmem(unsigned long request, const cam::msm_pmem_info *info);
+	int get_frame(cam::msm_frame *frame);
+	int release_frame(const cam::msm_frame *frame);
+	int get_picture(cam::ctrl_cmd_t *cmd);
+	void render(uint32_t type, uint32_t w, uint32_t h);
+	void frame_signal();
+
+	Kernel();
+	std::vector<Buffer> buffers_;
+	std::deque<size_t> free_, done_;  // preview buffers by index
+	bool picture_ready_ = false;
+	std::array<uint32_t, 4> axi_size_{};  // output 1 w, h, output 2 w, h of the last AXI set-up
+	uint32_t axi_type_ = 0;
+	std::array<uint8_t, 36> crop_{};
+	int frame_fd_ = -1;
 
 	std::mutex mutex_;
 	std::condition_variable changed_;

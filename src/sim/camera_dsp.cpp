@@ -116,8 +116,19 @@ int Kernel::vfe_command(unsigned long request, const vfe_cfg_cmd_t *cfg)
 		errno = ENODEV;
 		return -1;
 	}
-	if (!axi && command->queue == 25)
+	if (axi) {
+		// The output sizes the DSP writes: Y blocks of outputs 1 and 2.
+		const auto &b = log_.back().bytes;
+		auto word = [&](size_t off) {
+			uint32_t w = 0;
+			std::memcpy(&w, b.data() + off, 4);
+			return w;
+		};
+		axi_size_ = {((word(8) >> 12) & 0x3FF) * 8, word(8) & 0xFFF, ((word(24) >> 12) & 0x3FF) * 8, word(24) & 0xFFF};
+		axi_type_ = cfg->cmd_type;
+	} else if (command->queue == 25) {
 		dsp_answer(command->queue, number, log_.back().bytes);
+	}
 	return 0;
 }
 
@@ -135,10 +146,18 @@ void Kernel::dsp_answer(uint16_t, uint32_t number, const std::vector<uint8_t> &r
 		if (!snapshot) {
 			streaming_ = true;
 			next_frame_ms_ = plat::now_ms();
+		} else if (axi_type_ == 6) {
+			render(PMEM_RAW_MAINIMG, axi_size_[2], axi_size_[3]);
+			dsp_message(MSG_OUTPUT2);
+			dsp_message(MSG_SNAPSHOT_DONE);
+			picture_ready_ = true;
 		} else {
+			render(PMEM_THUMBNAIL, axi_size_[0], axi_size_[1]);
+			render(PMEM_MAINIMG, axi_size_[2], axi_size_[3]);
 			dsp_message(MSG_OUTPUT1);
 			dsp_message(MSG_OUTPUT2);
 			dsp_message(MSG_SNAPSHOT_DONE);
+			picture_ready_ = true;
 		}
 		break;
 	}
@@ -170,6 +189,9 @@ int Kernel::ioctl(unsigned long request, uintptr_t arg)
 	case MSM_CAM_IOCTL_DISABLE_VFE: return enable_vfe(static_cast<camera_enable_cmd_t *>(p), request);
 	case MSM_CAM_IOCTL_VFE_COMMAND:
 	case MSM_CAM_IOCTL_AXI_CONFIG: return vfe_command(request, static_cast<vfe_cfg_cmd_t *>(p));
+	case MSM_CAM_IOCTL_GETFRAME: return get_frame(static_cast<msm_frame *>(p));
+	case MSM_CAM_IOCTL_RELEASE_FRAME_BUFFER: return release_frame(static_cast<msm_frame *>(p));
+	case MSM_CAM_IOCTL_GET_PICTURE: return get_picture(static_cast<ctrl_cmd_t *>(p));
 	default: break;
 	}
 	std::lock_guard lock(mutex_);
@@ -195,6 +217,7 @@ int Kernel::ioctl(unsigned long request, uintptr_t arg)
 			return -1;
 		}
 		r.bytes = bytes_of(crop->info, crop->len);
+		std::memcpy(crop_.data(), crop->info, crop_.size());
 		operation = "set_crop";
 		break;
 	}
@@ -202,7 +225,10 @@ int Kernel::ioctl(unsigned long request, uintptr_t arg)
 	case MSM_CAM_IOCTL_PICT_PP: r.number = *static_cast<uint8_t *>(p); break;
 	case MSM_CAM_IOCTL_RELEASE_STATS_BUFFER: r.number = static_cast<uint32_t>(static_cast<msm_stats_buf *>(p)->type); break;
 	case MSM_CAM_IOCTL_REGISTER_PMEM:
-	case MSM_CAM_IOCTL_UNREGISTER_PMEM: r.number = static_cast<msm_pmem_info *>(p)->type; break;
+	case MSM_CAM_IOCTL_UNREGISTER_PMEM:
+		r.number = static_cast<msm_pmem_info *>(p)->type;
+		record(r);
+		return pmem(request, static_cast<msm_pmem_info *>(p));
 	default:
 		errno = ENOTTY;
 		return -1;
