@@ -210,3 +210,26 @@ TEST_F(CamConf, ModuleReadyTwiceDoesNotSkipTheSequence)
 
 }  // namespace
 }  // namespace camtest
+
+namespace camtest {
+namespace {
+
+using namespace cam;
+
+class UnknownSensor : public CamConf {
+	std::map<std::string, std::string> board() const override { return {{"camera.sensor", "ov9999"}}; }
+};
+
+TEST_F(UnknownSensor, TheThreadEndsBeforeItsLoopAndClientsTimeOut)
+{
+	thread_.join();  // ends by itself: no loop without a sensor
+	exited_ = true;
+	EXPECT_EQ(cfgctrl.camfd, -1);
+	EXPECT_EQ(cfgctrl.sensorCtrl.sfd, -1);
+	Answer a = command(fd_, CAMERA_START_PREVIEW, nullptr, 0, 0, 50);
+	EXPECT_EQ(a.rc, -1);
+	EXPECT_EQ(count_requests(kernel().log(), MSM_CAM_IOCTL_FLASH_LED_CFG), 0u);
+}
+
+}  // namespace
+}  // namespace camtest
