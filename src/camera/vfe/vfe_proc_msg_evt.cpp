@@ -101,7 +101,11 @@ void on_update_ack(config_ctrl_t *ctrl)
 		     static_cast<int>(ctrl->state), static_cast<int>(v.stats_state));
 	switch (v.stats_state) {
 	case 1: v.stats_state = 2; break;
-	case 2: v.stats_state = 3; break;  // the statistics record update follows from 3A
+	case 2:
+		// The disable is in: the new bounds go out as they stand.
+		v.stats_state = 3;
+		vfe_util_send(v.vcmd->VFE_StatsWB_EXP_UpdateCmd, VFE_QUEUE_CMD);
+		break;
 	case 3:
 	case 5: v.stats_state = 6; break;
 	case 4: v.stats_state = 5; break;
