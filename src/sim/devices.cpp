@@ -23,6 +23,8 @@ constexpr std::array device_table = {
 	DeviceEntry{"/sys/devices/virtual/timed_output/vibrator/enable", open_vibrator},
 	DeviceEntry{"/sys/devices/platform/i2c-adapter/i2c-0/0-0037/brightness", open_flashled},
 	DeviceEntry{"/dev/ftm_smd", open_ftm_smd},
+	DeviceEntry{"/dev/msm_camera0", open_msm_camera},
+	DeviceEntry{"/dev/pmem_adsp", open_pmem_adsp},
 };
 
 }  // namespace

@@ -20,5 +20,7 @@ std::unique_ptr<Device> open_tca6507(Board &board, int flags);
 std::unique_ptr<Device> open_vibrator(Board &board, int flags);
 std::unique_ptr<Device> open_flashled(Board &board, int flags);
 std::unique_ptr<Device> open_ftm_smd(Board &board, int flags);
+std::unique_ptr<Device> open_msm_camera(Board &board, int flags);
+std::unique_ptr<Device> open_pmem_adsp(Board &board, int flags);
 
 }  // namespace sim
