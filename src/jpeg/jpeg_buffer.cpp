@@ -13,11 +13,6 @@
 namespace jpeg {
 namespace {
 
-struct pmem_region {
-	unsigned long offset;
-	unsigned long len;
-};
-
 constexpr uint32_t round_page(uint32_t n) { return (n + 4095u) & ~4095u; }
 
 uint32_t round_pow2(uint32_t n)
@@ -30,7 +25,7 @@ uint32_t round_pow2(uint32_t n)
 
 int pmem_phys(int fd, uint32_t *p_phy)
 {
-	pmem_region region{};
+	plat::pmem_region region{};
 	if (plat::ioctl(fd, PMEM_GET_PHYS, &region) < 0)
 		return -1;
 	*p_phy = static_cast<uint32_t>(region.offset);

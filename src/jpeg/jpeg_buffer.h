@@ -7,6 +7,7 @@
 #include <mutex>
 
 #include "jpeg/jpeg_common.h"
+#include "platform/pmem.h"
 
 namespace jpeg {
 
@@ -25,8 +26,8 @@ struct jpeg_buf_t {
 };
 using jpeg_buffer_t = jpeg_buf_t *;
 
-constexpr const char *PMEM_DEVICE = "/dev/pmem_adsp";
-constexpr unsigned long PMEM_GET_PHYS = 0x40047001;
+constexpr const char *PMEM_DEVICE = plat::PMEM_ADSP_DEVICE;
+using plat::PMEM_GET_PHYS;
 
 int jpeg_buffer_init(jpeg_buffer_t *p_buffer);
 int jpeg_buffer_allocate(jpeg_buffer_t buffer, uint32_t size, bool use_pmem);

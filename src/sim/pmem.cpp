@@ -6,6 +6,7 @@
 #include <mutex>
 #include <vector>
 
+#include "platform/pmem.h"
 #include "sim/board.h"
 #include "sim/models.h"
 #include "sim/pmem.h"
@@ -24,6 +25,20 @@ std::vector<Mapping> mappings;  // the camera's DSP writes only inside these
 
 class Pmem : public Device {
 public:
+	// The DSP is told a physical address; here it is the mapping's address
+	// folded into a 32-bit bus range, stable for the life of the mapping.
+	int ioctl(unsigned long request, uintptr_t arg) override
+	{
+		if (request != plat::PMEM_GET_PHYS || base_ == 0 || arg == 0) {
+			errno = EINVAL;
+			return -1;
+		}
+		auto *region = reinterpret_cast<plat::pmem_region *>(arg);
+		region->offset = 0x20000000ul | (base_ & 0x0FFFF000ul);
+		region->len = len_;
+		return 0;
+	}
+
 	void *mmap(size_t len, int prot, int flags, off_t off) override
 	{
 		if (off != 0 || len == 0 || Board::get().num("pmem.fail_mmap", 0)) {
@@ -37,9 +52,15 @@ public:
 			auto *b = static_cast<const uint8_t *>(p);
 			std::erase_if(mappings, [&](const Mapping &m) { return m.base < b + len && b < m.base + m.len; });
 			mappings.push_back({static_cast<const uint8_t *>(p), len});
+			base_ = reinterpret_cast<uintptr_t>(p);
+			len_ = len;
 		}
 		return p;
 	}
+
+private:
+	uintptr_t base_ = 0;
+	size_t len_ = 0;
 };
 
 }  // namespace

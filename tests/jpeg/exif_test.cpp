@@ -5,6 +5,8 @@
 
 #include "jpeg/exif.h"
 #include "jpeg/jpeg_buffer.h"
+#include "station/board.h"
+#include "support/temp_board.h"
 
 using namespace jpeg;
 
@@ -146,12 +148,23 @@ TEST(JpegBuffer, OwnershipRules)
 	EXPECT_EQ(jpeg_buffer_init(nullptr), JPEGERR_ENULLPTR);
 }
 
-TEST(JpegBuffer, PmemWithoutDeviceFails)
+TEST(JpegBuffer, PmemOnTheBoardAndWithoutIt)
 {
-	// No board here: the pmem device does not open.
+	const std::string &board = testing_support::use_temp_board();
 	buffer a;
-	EXPECT_EQ(jpeg_buffer_allocate(a.b, 5000, true), JPEGERR_EFAILED);
+	ASSERT_EQ(jpeg_buffer_allocate(a.b, 5000, true), 0);
+	ASSERT_NE(a.b->ptr, nullptr);
+	EXPECT_GT(jpeg_buffer_get_pmem_fd(a.b), 0);
+	EXPECT_NE(a.b->phy_addr, 0u);
+	std::memset(a.b->ptr, 0x5A, 5000);
+	EXPECT_EQ(jpeg_buffer_reset(a.b), 0);
 	EXPECT_EQ(a.b->ptr, nullptr);
+
+	ASSERT_TRUE(station::set_board_value(board, "pmem.missing", "1"));
+	buffer b;
+	EXPECT_EQ(jpeg_buffer_allocate(b.b, 5000, true), JPEGERR_EFAILED);
+	EXPECT_EQ(b.b->ptr, nullptr);
+	ASSERT_TRUE(station::set_board_value(board, "pmem.missing", "0"));
 }
 
 TEST(JpegBuffer, HandOverBetweenThreads)
