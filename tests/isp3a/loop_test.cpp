@@ -39,3 +39,54 @@ TEST(Isp3aLoop, ExposureSettlesAfterFourStopSteps)
 	rig.scene.light /= 16;
 	EXPECT_GT(frames_to_settle(rig, 60), 0);
 }
+
+namespace {
+
+// Runs a focus search to its end; the number of AF frames, or -1.
+int focus(isp3a_rig &rig, int max_frames)
+{
+	cam::af_process_start_focus(&rig.sensor, &rig.c, 0, 0);
+	for (int n = 1; n <= max_frames; n++) {
+		if (!cam::af_is_active() && cam::af_ctrl()->state != cam::WAIT_FOR_AEC_TO_SETTLE)
+			return n - 1;
+		rig.frame();  // AEC frames go on; only the settle test reads them
+		rig.af_frame();
+	}
+	return -1;
+}
+
+}  // namespace
+
+TEST(Isp3aLoop, FocusEndsWithinOneFineStepOfThePeak)
+{
+	for (int peak : {6, 20, 33}) {
+		isp3a_rig rig;
+		ASSERT_TRUE(rig.start());
+		rig.scene.light = 0.3;
+		rig.scene.focus_peak = peak;
+		EXPECT_GT(focus(rig, 200), 0) << peak;
+		EXPECT_EQ(cam::af_ctrl()->af_success, 1) << peak;
+		EXPECT_LE(std::abs(rig.lens - peak), rig.tuning.af_fine_step) << peak;
+		EXPECT_EQ(rig.lens, cam::af_ctrl()->position);
+	}
+}
+
+TEST(Isp3aLoop, WhiteBalancePicksEachReferenceLight)
+{
+	const char *names[9] = {"D65", "D75", "A", "TL84", "CWF", "Horizon", "D50", "custom F", "Noon"};
+	for (int i = 0; i < cam::AWB_REF_NUM; i++) {
+		isp3a_rig rig;
+		ASSERT_TRUE(rig.start());
+		rig.scene.illum_rg = rig.tuning.ref_rg[i];
+		rig.scene.illum_bg = rig.tuning.ref_bg[i];
+		rig.scene.light = i == 2 || i == 3 || i == 4 || i == 5 || i == 7 ? 0.02 : 0.3;  // indoor lights are dim
+		for (int n = 0; n < 80; n++)
+			rig.frame();
+		const cam::isp3a_update_t &u = rig.c.update_record;
+		double ideal_r = 1 / rig.scene.illum_rg, ideal_b = 1 / rig.scene.illum_bg;
+		EXPECT_NEAR(u.r_gain / u.g_gain, ideal_r, 0.03 * ideal_r) << names[i];
+		EXPECT_NEAR(u.b_gain / u.g_gain, ideal_b, 0.03 * ideal_b) << names[i];
+		std::fprintf(stdout, "%s: decision %d exp_index %d gains %.3f %.3f %.3f\n", names[i], rig.c.awb_state.decision,
+			     rig.c.aec_state.exp_index, u.r_gain, u.g_gain, u.b_gain);
+	}
+}

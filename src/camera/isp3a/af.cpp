@@ -32,6 +32,7 @@ void af_start_stats(isp3a_ctrl_t *isp3a)
 	af.state = AF_START;
 	std::fprintf(stderr, "AF state = START\n");
 	af.frame_cnt = 0;
+	af.empty_cnt = 0;
 	af.af_success = 0;
 	// The front end's AF window: the values it sums per frame.
 	if (isp3a->vfeStatStruct)
@@ -60,8 +61,15 @@ int32_t af_process_focus_sensor(isp3a_ctx_t *ctx)
 	if (!st || st->Focus == 0 || st->NFocus == 0) {
 		std::fprintf(stderr, "Invalid AF stat from VFE: Focus = %lu, NFocus = %lu\n",
 			     static_cast<unsigned long>(st ? st->Focus : 0), static_cast<unsigned long>(st ? st->NFocus : 0));
+		// The original waits for ever; a search without statistics gives up.
+		if (++af.empty_cnt >= AF_EMPTY_FRAMES_MAX) {
+			std::fprintf(stderr, "AF stats never came - exit now\n");
+			af.empty_cnt = 0;
+			af_done(2);
+		}
 		return 0;
 	}
+	af.empty_cnt = 0;
 	af.focusvalue_cur = static_cast<int32_t>(st->Focus / st->NFocus);
 	af.is_exhaustive = af.af_process_type == 1;
 	if (af.af_process_type == 0 || af.af_process_type == 1)

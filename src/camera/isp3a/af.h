@@ -25,6 +25,8 @@ enum af_state_e : int32_t {
 };
 
 constexpr int AF_SAMPLES = 50;
+// A search gives up after this many frames in a row without focus values.
+constexpr int AF_EMPTY_FRAMES_MAX = 30;
 
 struct af_ctrl_t {
 	uint8_t af_ready;
@@ -54,6 +56,7 @@ struct af_ctrl_t {
 	int32_t downhill_limit;
 	float fv_drop_ratio;
 	int32_t undershoot_limit;
+	int32_t empty_cnt;  // frames in a row without focus values
 	// Where the moves go and what AEC says; set at each entry.
 	sensor_ctrl_t *sensor;
 	isp3a_ctrl_t *isp3a;
