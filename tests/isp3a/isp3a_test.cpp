@@ -11,7 +11,7 @@
 #include "camera/config/led.h"
 #include "camera/isp3a/aec.h"
 #include "camera/isp3a/awb.h"
-#include "station/board.h"
+#include "camera/cam_fixture.h"
 #include "support/isp3a_rig.h"
 
 using testing_support::isp3a_rig;
@@ -120,11 +120,7 @@ TEST_F(Isp3aTest, ManualWhiteBalance)
 
 TEST(Isp3aFile, StopOfPreviewWritesTheCalibrationFile)
 {
-	char tmpl[] = "/tmp/ftm-isp3a-XXXXXX";
-	ASSERT_NE(::mkdtemp(tmpl), nullptr);
-	std::string dir = tmpl;
-	station::init_board(dir);
-	::setenv("FTM_BOARD", dir.c_str(), 1);
+	const std::string &dir = camtest::board_dir();  // the one board of this binary
 	cam::config_reset();
 	isp3a_rig rig;
 	ASSERT_TRUE(rig.start());

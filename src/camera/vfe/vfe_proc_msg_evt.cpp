@@ -131,7 +131,9 @@ void on_stats(config_ctrl_t *ctrl, const vfe_msg_t *msg, int32_t buffer_type)
 		std::memcpy(body.data(), msg->data, sizeof body);
 	std::fprintf(stderr, "received stats: buf = 0x%lx, fd = %d\n", static_cast<unsigned long>(body[1]),
 		     static_cast<int>(body[2]));
-	if (ctrl->vfeCtrl.stats_skip)
+	if (ctrl->sensorCtrl.output_format == SENSOR_BAYER)
+		isp3a_vfe_stats_msg(ctrl, buffer_type, body[0], static_cast<int32_t>(body[2]));
+	else if (ctrl->vfeCtrl.stats_skip)
 		ctrl->vfeCtrl.stats_skip = 0;
 	msm_stats_buf release{buffer_type, nullptr, static_cast<int32_t>(body[2])};
 	plat::ioctl(ctrl->camfd, MSM_CAM_IOCTL_RELEASE_STATS_BUFFER, &release);
