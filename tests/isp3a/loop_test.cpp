@@ -90,3 +90,23 @@ TEST(Isp3aLoop, WhiteBalancePicksEachReferenceLight)
 			     rig.c.aec_state.exp_index, u.r_gain, u.g_gain, u.b_gain);
 	}
 }
+
+TEST(Isp3aLoop, HillClimbingFindsThePeakFromWhereTheLensStands)
+{
+	for (int type : {2, 3, 4})
+		for (int peak : {8, 20, 31}) {
+			isp3a_rig rig;
+			ASSERT_TRUE(rig.start());
+			rig.scene.light = 0.3;
+			rig.scene.focus_peak = peak;
+			cam::isp3a_ctx_t ctx = cam::isp3a_ctx(&rig.sensor, &rig.c);
+			cam::af_algo_config(&ctx, type);
+			rig.lens = cam::af_ctrl()->position = 15;
+			int n = focus(rig, 300);
+			EXPECT_GT(n, 0) << type << " " << peak;
+			EXPECT_LE(std::abs(rig.lens - peak), 1) << type << " " << peak;
+			EXPECT_EQ(rig.lens, cam::af_ctrl()->position);
+			std::printf("hill climbing type %d peak %d: lens %d after %d frames, %d moves, success %d\n", type, peak,
+				    rig.lens, n, rig.moves, cam::af_ctrl()->af_success);
+		}
+}

@@ -74,6 +74,8 @@ int32_t af_process_focus_sensor(isp3a_ctx_t *ctx)
 	af.is_exhaustive = af.af_process_type == 1;
 	if (af.af_process_type == 0 || af.af_process_type == 1)
 		return af_do_process_exhaustive_search(ctx, &af);
+	if (af.af_process_type >= 2 && af.af_process_type <= 4)
+		return af_do_process_hill_climbing(ctx, &af);
 	std::fprintf(stderr, "Undefined af_process_type %d\n", static_cast<int>(af.af_process_type));
 	return 0;
 }
@@ -122,6 +124,8 @@ int32_t af_algo_config(isp3a_ctx_t *ctx, int32_t type)
 	}
 	if (af.af_process_type <= 1)
 		af_init_process_exhaustive_search(&af);
+	else if (af.af_process_type <= 4)
+		af_init_process_hill_climbing(&af, *t);
 	else
 		std::fprintf(stderr, "Undefined af_process_type %d\n", static_cast<int>(af.af_process_type));
 	af.collect_last_sample = 0;

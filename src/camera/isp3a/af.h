@@ -57,6 +57,13 @@ struct af_ctrl_t {
 	float fv_drop_ratio;
 	int32_t undershoot_limit;
 	int32_t empty_cnt;  // frames in a row without focus values
+	// Hill climbing.
+	int32_t coarse_step, fine_step, hc_step, fine_step_num;
+	int32_t fv_a, fv_b, fv_c;
+	int32_t decision_stage;
+	int32_t last_focusvalue_max;
+	int32_t reversal_cnt;
+	uint8_t first_decision;
 	// Where the moves go and what AEC says; set at each entry.
 	sensor_ctrl_t *sensor;
 	isp3a_ctrl_t *isp3a;
@@ -79,5 +86,7 @@ int32_t af_process_stats(isp3a_ctx_t *ctx);
 // The searches, af_core.
 void af_init_process_exhaustive_search(af_ctrl_t *af);
 int32_t af_do_process_exhaustive_search(isp3a_ctx_t *ctx, af_ctrl_t *af);
+void af_init_process_hill_climbing(af_ctrl_t *af, const sensor_tuning_t &t);
+int32_t af_do_process_hill_climbing(isp3a_ctx_t *ctx, af_ctrl_t *af);
 
 }  // namespace cam
