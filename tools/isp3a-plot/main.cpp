@@ -35,7 +35,7 @@ unset y2label
 unset y2tics
 set ytics mirror
 set output 'white_balance.svg'
-set title 'White balance gains and decision (0 D65, 2 A, 9 daylight line)'
+set title 'White balance gains and decision (2 A, 6 D50, 9 daylight line near D65)'
 set ylabel 'gain'
 set y2label 'decision'
 set y2tics
