@@ -8,6 +8,7 @@
 
 #include "camera/cam_fixture.h"
 #include "camera/isp3a/aec.h"
+#include "camera/isp3a/af.h"
 #include "camera/sensor/bayersim.h"
 #include "sim/bayer_scene.h"
 
@@ -81,4 +82,23 @@ TEST_F(BayerCam, StatisticsOfAnUnknownBufferAreOnlyReported)
 	idle();
 	EXPECT_EQ(cam::cfgctrl.isp3aCtrl.aec_state.aec_frame_cnt, 0u);
 	EXPECT_EQ(count_requests(kernel().log(), cam::MSM_CAM_IOCTL_RELEASE_STATS_BUFFER), 1u);  // still given back
+}
+
+TEST_F(BayerCam, NoExposureOrWhiteBalanceDuringAFocusSearch)
+{
+	idle();
+	start_preview();
+	sim::bayer_scene_t scene;
+	scene.pix_per_region = cam::isp3a_pix_per_region(&cam::cfgctrl.sensorCtrl, cam::cfgctrl.isp3aCtrl.num_regions);
+	stats_frame(0, scene, 256, 100);  // the first frame after the set-up is skipped
+	stats_frame(1, scene, 256, 100);
+	uint32_t before = cam::cfgctrl.isp3aCtrl.aec_state.aec_frame_cnt;
+	EXPECT_EQ(before, 1u);
+	cam::af_ctrl()->state = cam::AF_GATHER_STATS_FINE;  // a search runs
+	stats_frame(2, scene, 256, 100);
+	EXPECT_EQ(cam::cfgctrl.isp3aCtrl.aec_state.aec_frame_cnt, before);
+	EXPECT_EQ(count_requests(kernel().log(), cam::MSM_CAM_IOCTL_RELEASE_STATS_BUFFER), 3u);  // the buffers keep flowing
+	cam::af_ctrl()->state = cam::AF_INACTIVE;
+	stats_frame(0, scene, 256, 100);
+	EXPECT_EQ(cam::cfgctrl.isp3aCtrl.aec_state.aec_frame_cnt, before + 1);
 }

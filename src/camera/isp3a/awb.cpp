@@ -145,8 +145,6 @@ void store_ratio(awb_ctrl_t &c, bool led_on, const char *what)
 
 void set_next_box(awb_ctrl_t &c, isp3a_update_t *update, bool led_on)
 {
-	const aec_state_t *unused = nullptr;
-	(void)unused;
 	bool lowlight = c.exposure.exp_index == c.exposure.max_index;
 	awb_box_t box = lowlight ? c.box_lowlight : c.box_normal;
 	if (c.white_frame_next == 0) {
