@@ -129,3 +129,29 @@ TEST_F(AecTest, FlashAndStrobeDecisions)
 	a->out.exp_index = 230;
 	EXPECT_TRUE(cam::aec_LED_use_strobe());
 }
+
+TEST_F(AecTest, ColourCorrectionBlendsTowardsLowLightAtTheDarkEnd)
+{
+	cam::isp3a_ctx_t ctx = cam::isp3a_ctx(&rig.sensor, &rig.c);
+	cam::isp3a_update_t u{};
+	u.digital_gain = 1.0f;
+	rig.c.isp3a_op = cam::ISP3A_OP_PREVIEW;
+	rig.c.trigger[1] = 0;
+	a->out.exp_index = static_cast<int16_t>(a->out.num_exp_tab_val - 1);  // darkest row: all low light
+	EXPECT_EQ(cam::aec_update_color_correction(&ctx, &u), 1);
+	EXPECT_EQ(u.color_correction_update, 1);
+	EXPECT_EQ(u.color_correction[0], static_cast<int32_t>(1.30f * 128));
+	a->out.exp_index = 100;  // brighter than the middle of the dark half: normal
+	EXPECT_EQ(cam::aec_update_color_correction(&ctx, &u), 1);
+	EXPECT_EQ(u.color_correction[0], static_cast<int32_t>(1.60f * 128));
+	a->out.indoor_index = static_cast<int16_t>(a->out.num_exp_tab_val - 1);  // no dark half: no division by zero
+	a->out.exp_index = static_cast<int16_t>(a->out.num_exp_tab_val - 1);
+	EXPECT_EQ(cam::aec_update_color_correction(&ctx, &u), 1);
+	EXPECT_EQ(u.color_correction[0], static_cast<int32_t>(1.60f * 128));
+	rig.c.trigger[1] = 1;  // with the trigger: only once exposure has settled
+	u.color_correction_update = 0;
+	a->out.current_luma = 10;
+	a->out.exp_index = 100;
+	EXPECT_EQ(cam::aec_update_color_correction(&ctx, &u), 1);
+	EXPECT_EQ(u.color_correction_update, 0);
+}

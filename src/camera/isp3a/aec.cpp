@@ -452,6 +452,49 @@ void aec_LED_reset(isp3a_ctrl_t *isp3a)
 	isp3a_update_led_state(isp3a, 0);
 }
 
+int32_t aec_update_color_correction(const isp3a_ctx_t *ctx, isp3a_update_t *update)
+{
+	const sensor_tuning_t *t = tuning_of(ctx);
+	const isp3a_ctrl_t &c = *ctx->isp3a;
+	if (!t || !aec || (c.isp3a_op != ISP3A_OP_PREVIEW && c.isp3a_op != ISP3A_OP_SNAPSHOT))
+		return 1;
+	if (c.isp3a_op == ISP3A_OP_PREVIEW && c.trigger[1] && !aec_check_settled())
+		return 1;
+	const aec_state_t &o = aec->out;
+	float dg = c.isp3a_op == ISP3A_OP_PREVIEW ? update->digital_gain : o.digital_gain;
+	float ratio = 0.0f;
+	if (c.trigger[1]) {
+		ratio = 0.0f;  // the trigger ratio of this system
+	} else {
+		int32_t n = o.num_exp_tab_val, m = (o.indoor_index + n - 1) / 2;
+		int32_t span = n - 1 - m;
+		ratio = span ? float(o.exp_index - m) / float(span) : 0.0f;  // an empty span is no division by zero
+	}
+	if (ratio < 0 || !t->ccm_lowlight_enable)
+		ratio = 0;
+	for (int k = 0; k < 12; k++) {
+		float a = t->ccm_normal[k], b = t->ccm_lowlight[k];
+		// Coefficients go out in Q7 so that the truncation keeps their fractions.
+		update->color_correction[k] = static_cast<int32_t>((a + (b - a) * ratio) * dg * 128);
+	}
+	update->color_correction[12] = static_cast<int32_t>(t->ccm_normal[12]);
+	update->color_correction_update = update->color_correction_applied = 1;
+	std::fprintf(stderr, "aec_update_color_correction: aec_state.digital_gain = %f\n", dg);
+	return 1;
+}
+
+int32_t aec_update_gamma(const isp3a_ctx_t *ctx, isp3a_update_t *update)
+{
+	update->gamma_update = update->gamma_applied = 0;
+	const isp3a_ctrl_t &c = *ctx->isp3a;
+	uint8_t trig = c.isp3a_op == ISP3A_OP_PREVIEW ? c.trigger[3] : c.isp3a_op == ISP3A_OP_SNAPSHOT ? c.trigger[4] : 0;
+	if (c.isp3a_op == ISP3A_OP_PREVIEW && trig && !aec_check_settled())
+		return 1;
+	if (trig)  // the trigger's ratio and lighting have no writer: the default table stands
+		update->gamma_update = update->gamma_applied = 1;
+	return 1;
+}
+
 int32_t aec_algo_execution(int32_t op, isp3a_ctx_t *ctx, isp3a_update_t *update, const isp3a_misc_t *misc)
 {
 	int32_t rc = 0;
@@ -471,6 +514,18 @@ int32_t aec_algo_execution(int32_t op, isp3a_ctx_t *ctx, isp3a_update_t *update,
 		rc = 1;  // the snapshot keeps the preview's exposure
 	} else if (op == ISP3A_OP_MISC) {
 		rc = misc ? 1 : 0;  // settings are accepted and have no effect on AEC
+	}
+	if (rc == 1 && op != ISP3A_OP_INIT && aec && update) {
+		int32_t r = aec_update_color_correction(ctx, update);
+		if (r != 1) {
+			std::fprintf(stderr, "aec_update_color_correction: %d FAILED..........\n ", static_cast<int>(r));
+			return r;
+		}
+		r = aec_update_gamma(ctx, update);  // black level and the adaptive filters change nothing here
+		if (r != 1) {
+			std::fprintf(stderr, "aec_update_gamma: %d FAILED..........\n", static_cast<int>(r));
+			return r;
+		}
 	}
 	if (rc == 1 && aec)
 		ctx->isp3a->aec_state = [&] {

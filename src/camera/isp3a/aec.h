@@ -46,6 +46,8 @@ aec_ctrl_t *aec_ctrl();
 int32_t aec_set_mode(int32_t num_regions, int32_t mode);
 int32_t aec_set_exposure_compensation(uint32_t value);
 bool aec_check_settled();
+int32_t aec_update_color_correction(const isp3a_ctx_t *ctx, isp3a_update_t *update);
+int32_t aec_update_gamma(const isp3a_ctx_t *ctx, isp3a_update_t *update);
 float aec_calc_interpolation_weight(float value, float start, float end);
 double aec_calc_lux_index(int32_t exp_index, uint8_t luma, uint8_t luma_target, bool linear_afr_supported,
 			  uint32_t fps, uint32_t max_fps);

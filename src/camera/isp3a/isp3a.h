@@ -61,6 +61,9 @@ struct isp3a_update_t {
 	uint8_t wb_applied;  // set with wb_update
 	uint8_t conversionInCP_update;
 	std::array<int32_t, CC_WORDS> conversion;
+	uint8_t color_correction_update, color_correction_applied;
+	std::array<int32_t, 13> color_correction;  // nine coefficients, three offsets, Q factor
+	uint8_t gamma_update, gamma_applied;
 };
 
 // AWB's state, mirrored after every run.

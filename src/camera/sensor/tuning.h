@@ -60,6 +60,10 @@ struct sensor_tuning_t {
 	float x_shift_limit_up, x_shift_limit_down;
 	std::array<float, 3> wb_incandescent, wb_fluorescent, wb_daylight, wb_cloudy;
 	std::array<int32_t, CC_WORDS> cc_default, cc_daylight, cc_fluorescent, cc_incandescent;
+	// Colour correction of preview, normal and low light: nine coefficients,
+	// three offsets, the Q factor.
+	std::array<float, 13> ccm_normal, ccm_lowlight;
+	int32_t ccm_lowlight_enable;
 	// Focus.
 	int32_t af_is_supported, af_no_search, af_process_type;
 	int32_t af_coarse_step, af_fine_step, af_fine_step_num;
