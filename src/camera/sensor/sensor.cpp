@@ -7,16 +7,18 @@
 #include <cstring>
 
 #include "camera/config/config.h"
+#include "camera/sensor/bayersim.h"
 #include "platform/platform.h"
 
 namespace cam {
 
 namespace {
 
-constexpr std::array<sensor_entry_t, 3> sensors = {{
+constexpr std::array<sensor_entry_t, 4> sensors = {{
     {"ov5642", ov5642_process_start},
     {"ov5642af", ov5642af_process_start},
     {"ov3642", ov3642_process_start},
+    {"bayersim", bayersim_process_start},
 }};
 
 uint32_t probe(config_ctrl_t *ctrl)
@@ -46,7 +48,7 @@ uint32_t probe(config_ctrl_t *ctrl)
 
 }  // namespace
 
-const std::array<sensor_entry_t, 3> &sensor_table() { return sensors; }
+const std::array<sensor_entry_t, 4> &sensor_table() { return sensors; }
 
 uint32_t sensor_get_info(uint32_t mode, config_ctrl_t *ctrl)
 {

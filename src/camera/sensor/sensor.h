@@ -151,7 +151,7 @@ struct sensor_entry_t {
 };
 
 // The table of known sensors, tried in order.
-const std::array<sensor_entry_t, 3> &sensor_table();
+const std::array<sensor_entry_t, 4> &sensor_table();
 
 uint32_t sensor_get_info(uint32_t mode, config_ctrl_t *ctrl);
 void sensor_init(sensor_ctrl_t *sensor);

@@ -137,7 +137,9 @@ void on_stats(config_ctrl_t *ctrl, const vfe_msg_t *msg, int32_t buffer_type)
 		std::memcpy(&body, msg->data, sizeof body);
 	std::fprintf(stderr, buffer_type ? "received AF stats: buf = %lu, fd = %d\n" : "received stats: buf = 0x%lx, fd = %d\n",
 		     static_cast<unsigned long>(reinterpret_cast<uintptr_t>(body.buf)), static_cast<int>(body.fd));
-	if (ctrl->vfeCtrl.stats_skip)
+	if (ctrl->sensorCtrl.output_format == SENSOR_BAYER)
+		isp3a_vfe_stats_msg(ctrl, buffer_type, body.word, body.fd);
+	else if (ctrl->vfeCtrl.stats_skip)
 		ctrl->vfeCtrl.stats_skip = 0;
 	msm_stats_buf release{buffer_type, body.buf, body.fd};
 	plat::ioctl(ctrl->camfd, MSM_CAM_IOCTL_RELEASE_STATS_BUFFER, &release);

@@ -1,0 +1,68 @@
+// Auto exposure: the exposure table position, the luma target and its
+// bands, and the per-frame step from the region statistics.
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "camera/isp3a/isp3a.h"
+
+namespace cam {
+
+struct aec_ctrl_t {
+	int32_t aec_mode;  // 0 average, 1 center weighted, 2 spot
+	int32_t aec_aggressiveness;
+	uint8_t luma_tolerance;
+	std::array<uint8_t, 10> luma_history;
+	uint8_t luma_history_idx;
+	uint8_t default_luma_target, outdoor_luma_target;
+	uint8_t luma_history_full;
+	uint8_t luma_high_far, luma_low_far, luma_high_mid, luma_low_mid, luma_high_near, luma_low_near;
+	int32_t flash_ratio_limit;
+	int32_t antibanding;
+	uint16_t last_gain;
+	uint32_t last_line_count;
+	uint8_t frame_skip;
+	uint16_t fast_convergence_gain;
+	uint8_t luma_offset_level;
+	int32_t iso_mode;
+	uint16_t indoor_index_init, outdoor_index_init;
+	float digital_gain_delayed, digital_gain_current;
+	int32_t led_on_luma, led_on_index, led_off_luma, led_off_index;
+	uint8_t led_compensation_disabled;
+	uint16_t led_trigger_index;
+	const uint16_t *bias;  // metering weights, one per region, or null
+	int32_t bias_regions;
+	uint8_t wait_for_next;
+	uint8_t report_vfe_stable;
+	aec_state_t out;  // the output block, copied into aec_state
+};
+
+int32_t aec_algo_execution(int32_t op, isp3a_ctx_t *ctx, isp3a_update_t *update, const isp3a_misc_t *misc);
+// Forget the module's record (tests, a new camera session).
+void aec_reset();
+aec_ctrl_t *aec_ctrl();
+
+int32_t aec_set_mode(int32_t num_regions, int32_t mode);
+int32_t aec_set_exposure_compensation(uint32_t value);
+bool aec_check_settled();
+int32_t aec_update_color_correction(const isp3a_ctx_t *ctx, isp3a_update_t *update);
+int32_t aec_update_gamma(const isp3a_ctx_t *ctx, isp3a_update_t *update);
+float aec_calc_interpolation_weight(float value, float start, float end);
+double aec_calc_lux_index(int32_t exp_index, uint8_t luma, uint8_t luma_target, bool linear_afr_supported,
+			  uint32_t fps, uint32_t max_fps);
+int32_t get_aec_index();
+uint8_t aec_core_slow_convergence(uint8_t luma, bool at_max_fps);
+void aec_core_fast_convergence(uint8_t luma, int32_t stat_status);
+uint8_t aec_core_calculate_current_luma(const vfe_stat_t *stats, int32_t num_regions, uint32_t pix_per_region);
+int32_t aec_core_apply_multi_luma_target(int32_t v);
+int32_t aec_set_brightness_level(int32_t level);
+bool aec_set_isomode(int32_t mode);
+bool aec_flash_needed();
+bool aec_LED_use_strobe();
+bool aec_LED_check_overexposure();
+void aec_LED_store_est_stats(int32_t state);
+bool aec_LED_active(const isp3a_ctrl_t *isp3a);
+void aec_LED_reset(isp3a_ctrl_t *isp3a);
+
+}  // namespace cam

@@ -1,0 +1,81 @@
+// The tuning record of a Bayer sensor: exposure, white balance and focus
+// values that come with the part. Kept as a text file beside the driver and
+// loaded once at start; nothing in it is compiled in.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace cam {
+
+constexpr int TUNING_EXP_MAX = 500;
+constexpr int AWB_REF_NUM = 9;
+constexpr int CC_WORDS = 13;  // colour conversion: 8 Q8 coefficients, 2 offsets, 3 coefficients
+
+// Bounding box of the white statistics: y limits, four slopes, four intercepts.
+struct awb_box_t {
+	uint8_t y_min, y_max;
+	std::array<uint8_t, 4> slope;
+	std::array<int16_t, 4> intercept;
+};
+
+struct sensor_tuning_t {
+	// Exposure.
+	int32_t aec_enable;
+	int32_t num_exposure_values;
+	std::array<int32_t, TUNING_EXP_MAX> exp_gain;   // Q8
+	std::array<int32_t, TUNING_EXP_MAX> exp_lines;  // sensor lines
+	int32_t indoor_index, outdoor_index;
+	int32_t aec_start_at_indoor;
+	int32_t default_luma_target, outdoor_luma_target, luma_tolerance;
+	int32_t aec_aggressiveness;
+	float exposure_index_adj_step;  // table rows per decade of light
+	int32_t fast_convergence_gain;  // Q8
+	int32_t frame_skip;
+	int32_t max_line_count;
+	float luma_scale;
+	int32_t led_trigger_index;
+	std::array<float, 2> led_current;  // low, strobe; 0 turns compensation off
+	int32_t flash_ratio_limit;         // Q8
+	// White balance.
+	int32_t awb_enable;
+	std::array<float, AWB_REF_NUM> ref_rg, ref_bg, r_gain_adj, b_gain_adj;
+	float blend_f;
+	int32_t compact_r2, near_ref_r2;
+	int32_t a_cluster_pct, f_cluster_pct, day_cluster_pct;
+	int32_t green_pct, green_outdoor_pct, green_indoor_max_pct;
+	int32_t f_line_enable, day_cluster_min_pct, green_min_pct, max_dist_limit;
+	int32_t green_inout_pct, green_in_max_pct;
+	int32_t outlier_dist;
+	std::array<int32_t, 30> weights;  // per decision: indoor, outdoor, inout
+	int32_t green_rg_offset, green_bg_offset;
+	int32_t y_min_percentage;
+	float wb_gain_scale;
+	std::array<float, 3> min_gain, max_gain, default_gain;
+	std::array<float, 3> led_rgb;  // the LED's own colour, r g b
+	std::array<int32_t, 10> box_lowlight, box_normal, box_outdoor;
+	int32_t awb_self_cal_enable;
+	float x_shift_limit_up, x_shift_limit_down;
+	std::array<float, 3> wb_incandescent, wb_fluorescent, wb_daylight, wb_cloudy;
+	std::array<int32_t, CC_WORDS> cc_default, cc_daylight, cc_fluorescent, cc_incandescent;
+	// Colour correction of preview, normal and low light: nine coefficients,
+	// three offsets, the Q factor.
+	std::array<float, 13> ccm_normal, ccm_lowlight;
+	int32_t ccm_lowlight_enable;
+	// Focus.
+	int32_t af_is_supported, af_no_search, af_process_type;
+	int32_t af_coarse_step, af_fine_step, af_fine_step_num;
+	int32_t af_near_end_macro, af_default_macro, af_near_end_normal, af_default_normal, af_far_end;
+	int32_t af_undershoot_protect, af_undershoot_adjust;
+};
+
+// Parses "key = values" text into out. On failure returns false and puts a
+// one-line reason (with the line number) into err.
+bool tuning_parse(std::string_view text, sensor_tuning_t *out, std::string *err);
+// Reads the file through the platform layer and parses it.
+bool tuning_load(const char *path, sensor_tuning_t *out, std::string *err);
+awb_box_t tuning_box(const std::array<int32_t, 10> &words);
+
+}  // namespace cam

@@ -1,0 +1,82 @@
+// The tuning file: the tree's file loads, and a bad file is refused at load
+// with the line and the reason.
+#include <gtest/gtest.h>
+
+#include <regex>
+
+#include "camera/sensor/tuning.h"
+#include "support/isp3a_rig.h"
+
+using cam::sensor_tuning_t;
+using testing_support::bayersim_tuning_text;
+
+namespace {
+
+// The tree's file with one key's line replaced.
+std::string with(const std::string &key, const std::string &line)
+{
+	std::string t = bayersim_tuning_text();
+	std::regex re("\n" + key + " *=[^\n]*");
+	return std::regex_replace(t, re, "\n" + line, std::regex_constants::format_first_only);
+}
+
+std::string refused(const std::string &text)
+{
+	sensor_tuning_t t;
+	std::string err;
+	EXPECT_FALSE(cam::tuning_parse(text, &t, &err));
+	return err;
+}
+
+}  // namespace
+
+TEST(Tuning, TreeFileIsSelfConsistent)
+{
+	sensor_tuning_t t;
+	std::string err;
+	ASSERT_TRUE(cam::tuning_parse(bayersim_tuning_text(), &t, &err)) << err;
+	EXPECT_EQ(t.num_exposure_values, 258);
+	EXPECT_EQ(t.exp_gain[0], 256);
+	EXPECT_EQ(t.exp_lines[0], 8);
+	// Each row three percent more light than the last, within rounding.
+	for (int i = 1; i < t.num_exposure_values; i++) {
+		double r = double(t.exp_gain[i]) * t.exp_lines[i] / (double(t.exp_gain[i - 1]) * t.exp_lines[i - 1]);
+		EXPECT_NEAR(r, 1.03, 0.13) << i;
+	}
+	EXPECT_LT(t.outdoor_index, t.indoor_index);
+	EXPECT_FLOAT_EQ(t.ref_rg[2], 1.05f);
+	EXPECT_EQ(t.weights[29], 2);
+}
+
+TEST(Tuning, NotFiniteValuesAreRefused)
+{
+	EXPECT_NE(refused(with("blend_f", "blend_f = nan")).find("blend_f: value is not finite"), std::string::npos);
+	EXPECT_NE(refused(with("wb_gain_scale", "wb_gain_scale = inf")).find("not finite"), std::string::npos);
+	EXPECT_NE(refused(with("ref_rg", "ref_rg = 0.6 0.55 1.05 0.8 0.72 1e999 0.68 0.9 0.64")).find("not finite"),
+		  std::string::npos);
+}
+
+TEST(Tuning, CountsRangesAndKeysAreChecked)
+{
+	EXPECT_NE(refused(with("ref_bg", "ref_bg = 0.75 0.82")).find("ref_bg: 2 values, 9 expected"), std::string::npos);
+	EXPECT_NE(refused(with("indoor_index", "indoor_index = 400")).find("indoor"), std::string::npos);
+	EXPECT_NE(refused(with("outdoor_index", "outdoor_index = 200")).find("outdoor < indoor"), std::string::npos);
+	EXPECT_NE(refused(with("af_fine_step_num", "af_fine_step_num = 0")).find("out of range"), std::string::npos);
+	EXPECT_NE(refused(with("af_coarse_step", "af_coarse_step = 2.5")).find("not a whole number"), std::string::npos);
+	EXPECT_NE(refused(with("blend_f", "blend_fx = 0.5")).find("unknown key 'blend_fx'"), std::string::npos);
+	EXPECT_NE(refused(with("blend_f", "")).find("missing key 'blend_f'"), std::string::npos);
+	EXPECT_NE(refused(with("num_exposure_values", "num_exposure_values = 257")).find("exposure_table: 516 values, 514 expected"),
+		  std::string::npos);
+	EXPECT_NE(refused(bayersim_tuning_text() + "blend_f = 0.5\n").find("given twice"), std::string::npos);
+	std::string err = refused(with("blend_f", "blend_f = 0.5 x"));
+	EXPECT_EQ(err.rfind("tuning: line ", 0), 0u) << err;
+}
+
+TEST(Tuning, ExposureTableMustGrow)
+{
+	std::string t = bayersim_tuning_text();
+	size_t at = t.find("    256 8  264 8");
+	ASSERT_NE(at, std::string::npos);
+	t.replace(at, 16, "    256 8  200 8");
+	EXPECT_NE(refused(t).find("row 1 gives less light"), std::string::npos);
+}
