@@ -16,6 +16,16 @@ using namespace camtest;
 
 namespace {
 
+// The message that a statistics buffer is full, as the driver hands it on.
+std::vector<uint8_t> stats_message(uint32_t fd)
+{
+	cam::vfe_stats_msg_t body{0, nullptr, static_cast<int32_t>(fd)};
+	std::vector<uint8_t> bytes(sizeof body);
+	std::memcpy(bytes.data(), &body, sizeof body);
+	return bytes;
+}
+
+
 class BayerCam : public CamConf {
 protected:
 	std::map<std::string, std::string> board() const override { return {{"camera.sensor", "bayersim"}}; }
@@ -36,9 +46,7 @@ protected:
 		cam::isp3a_buf_t &b = cam::cfgctrl.isp3aCtrl.AecAwbBuf[k % 3];
 		ASSERT_NE(b.addr, nullptr);
 		sim::bayer_fill_aec_awb(scene, gain, lines, false, cam::cfgctrl.isp3aCtrl.num_regions, std::span(b.addr, b.len / 4));
-		std::array<uint32_t, 3> body{0, 0, static_cast<uint32_t>(b.fd)};
-		std::vector<uint8_t> bytes(sizeof body);
-		std::memcpy(bytes.data(), body.data(), sizeof body);
+		std::vector<uint8_t> bytes = stats_message(static_cast<uint32_t>(b.fd));
 		kernel().post(cam::RESP_VFE, 0, cam::VFE_STATS_WB_EXP, bytes);
 		idle();
 	}
@@ -75,9 +83,7 @@ TEST_F(BayerCam, StatisticsOfAnUnknownBufferAreOnlyReported)
 {
 	idle();
 	start_preview();
-	std::array<uint32_t, 3> body{0, 0, 12345};
-	std::vector<uint8_t> bytes(sizeof body);
-	std::memcpy(bytes.data(), body.data(), sizeof body);
+	std::vector<uint8_t> bytes = stats_message(12345);
 	kernel().post(cam::RESP_VFE, 0, cam::VFE_STATS_WB_EXP, bytes);
 	idle();
 	EXPECT_EQ(cam::cfgctrl.isp3aCtrl.aec_state.aec_frame_cnt, 0u);
