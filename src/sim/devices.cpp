@@ -17,6 +17,8 @@ constexpr std::array device_table = {
 	DeviceEntry{"/dev/ttyHS0", open_bt_soc},
 	DeviceEntry{"/dev/graphics/fb0", open_framebuffer},
 	DeviceEntry{"/dev/input/event1", open_touchpanel},
+	DeviceEntry{"/dev/msm_camera0", open_msm_camera},
+	DeviceEntry{"/dev/pmem_adsp", open_pmem_adsp},
 };
 
 }  // namespace

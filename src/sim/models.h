@@ -14,5 +14,7 @@ std::unique_ptr<Device> open_wifi_socket(Board &board);
 std::unique_ptr<Device> open_bt_soc(Board &board, int flags);
 std::unique_ptr<Device> open_framebuffer(Board &board, int flags);
 std::unique_ptr<Device> open_touchpanel(Board &board, int flags);
+std::unique_ptr<Device> open_msm_camera(Board &board, int flags);
+std::unique_ptr<Device> open_pmem_adsp(Board &board, int flags);
 
 }  // namespace sim

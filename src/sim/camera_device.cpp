@@ -1,0 +1,20 @@
+// /dev/msm_camera0: each open is a handle on the one simulated driver.
+#include "sim/camera_driver.h"
+#include "sim/models.h"
+
+namespace sim {
+
+namespace {
+
+class MsmCamera : public Device {
+public:
+	int ioctl(unsigned long request, uintptr_t arg) override { return camera::Kernel::get().ioctl(request, arg); }
+	// Readable while a frame waits, so the frame thread can select on it.
+	int stream_fd() override { return camera::Kernel::get().frame_fd(); }
+};
+
+}  // namespace
+
+std::unique_ptr<Device> open_msm_camera(Board &, int) { return std::make_unique<MsmCamera>(); }
+
+}  // namespace sim

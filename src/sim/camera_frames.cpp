@@ -1,0 +1,144 @@
+// The frame path of the simulated driver: the client's pmem buffers, filled
+// by the DSP with the synthetic scene at the configured output size.
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include "sim/camera_driver.h"
+#include "sim/camera_scene.h"
+#include "sim/pmem.h"
+
+namespace sim::camera {
+
+using namespace cam;
+
+Kernel::Kernel() : frame_fd_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+
+int Kernel::frame_fd() { return frame_fd_; }
+
+void Kernel::frame_signal()
+{
+	uint64_t v = 0;
+	if (done_.empty()) {
+		(void)::read(frame_fd_, &v, sizeof v);  // drain: nothing to take
+	} else {
+		v = 1;
+		(void)::write(frame_fd_, &v, sizeof v);
+	}
+}
+
+int Kernel::pmem(unsigned long request, const msm_pmem_info *info)
+{
+	auto *vaddr = static_cast<uint8_t *>(info->vaddr);
+	auto same = [&](const Buffer &b) { return b.vaddr == vaddr && b.type == info->type; };
+	if (request == MSM_CAM_IOCTL_UNREGISTER_PMEM) {
+		auto it = std::find_if(buffers_.begin(), buffers_.end(), same);
+		if (it == buffers_.end()) {
+			errno = EINVAL;
+			return -1;
+		}
+		buffers_.erase(it);
+		free_.clear();
+		done_.clear();
+		for (size_t i = 0; i < buffers_.size(); ++i)
+			if (buffers_[i].type == PMEM_PREVIEW)
+				free_.push_back(i);
+		frame_signal();
+		return 0;
+	}
+	if (!vaddr || std::any_of(buffers_.begin(), buffers_.end(), same)) {
+		errno = EINVAL;
+		return -1;
+	}
+	buffers_.push_back({info->type, info->fd, vaddr, info->y_off, info->cbcr_off});
+	if (info->type == PMEM_PREVIEW && info->active)
+		free_.push_back(buffers_.size() - 1);
+	return 0;
+}
+
+// Writes the scene into the next buffer of a type; a buffer too small for
+// the picture is left alone, as the DSP would overrun nothing.
+void Kernel::render(uint32_t type, uint32_t w, uint32_t h)
+{
+	size_t index = buffers_.size();
+	if (type == PMEM_PREVIEW) {
+		if (free_.empty())
+			return;  // every buffer is with the client: the frame is dropped
+		index = free_.front();
+	} else {
+		for (size_t i = 0; i < buffers_.size(); ++i)
+			if (buffers_[i].type == type)
+				index = i;
+	}
+	if (index >= buffers_.size() || w < 2 || h < 2)
+		return;
+	Buffer &b = buffers_[index];
+	size_t room = pmem_bytes_from(b.vaddr);
+	if (type == PMEM_RAW_MAINIMG) {
+		if (room >= b.y_off + size_t{w} * h * 2)
+			render_uyvy(b.vaddr + b.y_off, w, h);
+		return;
+	}
+	size_t need = std::max(b.y_off + size_t{w} * h, b.cbcr_off + size_t{w} * (h / 2));
+	if (room < need)
+		return;
+	render_ycbcr420(b.vaddr + b.y_off, b.vaddr + b.cbcr_off, w, h);
+	if (type == PMEM_PREVIEW) {
+		free_.pop_front();
+		done_.push_back(index);
+		frame_signal();
+	}
+}
+
+int Kernel::get_frame(msm_frame *frame)
+{
+	std::lock_guard lock(mutex_);
+	if (done_.empty()) {
+		errno = EAGAIN;
+		return -1;
+	}
+	const Buffer &b = buffers_[done_.front()];
+	done_.pop_front();
+	frame->path = 2;  // preview comes from output 2
+	frame->buffer = b.vaddr;
+	frame->y_off = b.y_off;
+	frame->cbcr_off = b.cbcr_off;
+	frame->fd = b.fd;
+	if (frame->cropinfo && frame->croplen)
+		std::memcpy(frame->cropinfo, crop_.data(), std::min<size_t>(frame->croplen, crop_.size()));
+	frame_signal();
+	return 0;
+}
+
+int Kernel::release_frame(const msm_frame *frame)
+{
+	std::lock_guard lock(mutex_);
+	for (size_t i = 0; i < buffers_.size(); ++i)
+		if (buffers_[i].type == PMEM_PREVIEW && buffers_[i].vaddr == frame->buffer) {
+			if (std::find(free_.begin(), free_.end(), i) == free_.end())
+				free_.push_back(i);
+			return 0;
+		}
+	errno = EINVAL;  // not a buffer of ours
+	return -1;
+}
+
+int Kernel::get_picture(ctrl_cmd_t *cmd)
+{
+	std::unique_lock lock(mutex_);
+	auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(std::max<uint32_t>(1, cmd->timeout_ms));
+	if (!changed_.wait_until(lock, deadline, [&] { return picture_ready_; })) {
+		errno = ETIMEDOUT;
+		return -1;
+	}
+	picture_ready_ = false;
+	if (cmd->value && cmd->length)
+		std::memcpy(cmd->value, crop_.data(), std::min<size_t>(cmd->length, crop_.size()));
+	cmd->status = 1;
+	return 0;
+}
+
+}  // namespace sim::camera

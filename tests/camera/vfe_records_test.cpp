@@ -1,0 +1,210 @@
+// The DSP command records, byte for byte: defaults, bit layouts and the
+// records of a preview on the ov5642 for an 800 x 480 display.
+#include "cam_fixture.h"
+
+#include "camera/vfe/vfe_tables.h"
+
+namespace camtest {
+namespace {
+
+using namespace cam;
+using sim::camera::Recorded;
+
+std::vector<uint32_t> words(const std::vector<uint8_t> &bytes)
+{
+	std::vector<uint32_t> w(bytes.size() / 4);
+	std::memcpy(w.data(), bytes.data(), w.size() * 4);
+	return w;
+}
+
+template <size_t N>
+std::vector<uint32_t> words(const vfe_rec<N> &r)
+{
+	return {r.w.begin(), r.w.end()};
+}
+
+TEST(VfeRecords, DefaultsAndTheirFields)
+{
+	EXPECT_EQ(words(VFE_DefaultStartCmd), (std::vector<uint32_t>{1, 0x20, 0x47, 0}));
+	EXPECT_EQ(VFE_DefaultStartCmd.get(4, 2, 4), 8u);  // snapshotNumber
+	EXPECT_EQ(VFE_DefaultStartCmd.get(8, 6, 1), 1u);  // chromaSubsampleEnable
+	EXPECT_EQ(VFE_DefaultCAMIFCfgCmd.get(12, 0, 14), 1600u);  // frameConfigPixelsPerLine
+	EXPECT_EQ(VFE_DefaultCAMIFCfgCmd.get(12, 14, 14), 1200u);
+	EXPECT_EQ(VFE_DefaultCAMIFCfgCmd.get(16, 0, 14), 0x63Fu);
+	EXPECT_EQ(VFE_DefaultFOV_CropCfgCmd.get(4, 0, 12), 0x3BFu);  // FOV_CropLastPixel
+	EXPECT_EQ(VFE_DefaultFOV_CropCfgCmd.get(6, 0, 12), 0x280u);  // FOV_CropFirstPixel
+	EXPECT_EQ(VFE_DefaultScaleOutput2CfgCmd.w[0], 1u);
+	EXPECT_EQ(VFE_DefaultScaleOutput2CfgCmd.get(8, 0, 12), 0x634u);  // widthOfInputToY_MN_Scaler
+	EXPECT_EQ(VFE_DefaultScaleOutput2CfgCmd.get(32, 0, 12), 0x140u);  // widthOfOutputOfY_Polyphase_Scaler
+	EXPECT_EQ(VFE_DefaultAXIOutputCfgCmd.get(8, 0, 12), 0xF0u);  // out1YImageHeight
+	EXPECT_EQ(VFE_DefaultAXIOutputCfgCmd.get(12, 0, 2), 1u);     // out1YBurstLen
+	EXPECT_EQ(VFE_DefaultY_GammaCfgCmd.w[0], 3u);
+	EXPECT_EQ(VFE_DefaultRollOffCfgCmd.w[1], 0x2580320u);
+}
+
+TEST(VfeRecords, ScalerCoefficientTableIsAFilter)
+{
+	for (const auto &row : PolyphaseFilterCoeffs)
+		for (size_t phase = 0; phase < 16; ++phase) {
+			int sum = 0;
+			for (size_t t = 0; t < 4; ++t) {
+				auto v = static_cast<int16_t>(row[phase * 4 + t]);
+				EXPECT_GE(v, -512);
+				EXPECT_LT(v, 512);
+				sum += v;
+			}
+			EXPECT_EQ(sum, 512);
+		}
+	// The identity row passes the sample itself at phase 0, as near as
+	// ten signed bits allow.
+	EXPECT_EQ(PolyphaseFilterCoeffs[16][1], 511u);
+}
+
+const Recorded *find(const std::vector<Recorded> &log, unsigned long request, uint16_t queue, uint32_t number)
+{
+	for (const Recorded &r : log)
+		if (r.request == request && (request != MSM_CAM_IOCTL_VFE_COMMAND || (r.queue == queue && r.number == number)))
+			return &r;
+	return nullptr;
+}
+
+TEST_F(CamConf, PreviewRecordsOfTheOv5642)
+{
+	cam_ctrl_dimension_t d{};
+	d.picture_width = 1280;
+	d.picture_height = 960;
+	d.display_width = 800;
+	d.display_height = 480;
+	ASSERT_EQ(send_bytes(CAMERA_SET_PARM_DIMENSION, &d, sizeof d).status, 1);
+	start_preview();
+	auto log = kernel().log();
+	// The sensor's window is 1280 pixels of two bytes by 960 lines; an
+	// 800-wide output needs no CAMIF subsampling.
+	const Recorded *camif = find(log, MSM_CAM_IOCTL_VFE_COMMAND, 25, 4);
+	ASSERT_NE(camif, nullptr);
+	EXPECT_EQ(words(camif->bytes), (std::vector<uint32_t>{4, 0x2, 0, 2560 | 960u << 14, 2559, 959, 0xFFFFFFFF, 0,
+							   0xFFFFFFF}));
+	const Recorded *region = find(log, MSM_CAM_IOCTL_VFE_COMMAND, 25, 5);
+	ASSERT_NE(region, nullptr);
+	EXPECT_EQ(words(region->bytes), (std::vector<uint32_t>{5, 1279, 959}));
+	const Recorded *format = find(log, MSM_CAM_IOCTL_VFE_COMMAND, 25, 7);
+	ASSERT_NE(format, nullptr);
+	EXPECT_EQ(words(format->bytes), (std::vector<uint32_t>{7, 6, 0x800080, 0x800080}));
+	const Recorded *crop = find(log, MSM_CAM_IOCTL_VFE_COMMAND, 25, 15);
+	ASSERT_NE(crop, nullptr);
+	EXPECT_EQ(words(crop->bytes), (std::vector<uint32_t>{15, 1279, 959}));
+	const Recorded *start = find(log, MSM_CAM_IOCTL_VFE_COMMAND, 25, 1);
+	ASSERT_NE(start, nullptr);
+	// Continuous mode; of the processing bits only chroma subsampling.
+	EXPECT_EQ(words(start->bytes), (std::vector<uint32_t>{1, 0x20, 0x40, 0}));
+	const Recorded *skip = find(log, MSM_CAM_IOCTL_VFE_COMMAND, 25, 14);
+	ASSERT_NE(skip, nullptr);
+	EXPECT_EQ(words(skip->bytes), (std::vector<uint32_t>{14, 0x3FFFFFFE, 0x3FFFFFFE}));
+
+	// Output 2 scaler: 1280 x 960 to 800 x 480. Vertically the M/N scaler
+	// halves; horizontally the polyphase scaler takes 1280 to 800, row 4.
+	const Recorded *scaler = find(log, MSM_CAM_IOCTL_VFE_COMMAND, 26, 1);
+	ASSERT_NE(scaler, nullptr);
+	vfe_rec<292> s{};
+	ASSERT_EQ(scaler->bytes.size(), 292u);
+	std::memcpy(s.w.data(), scaler->bytes.data(), 292);
+	EXPECT_EQ(s.get(4, 1, 1), 0u);  // horizMN_Y_ScalerEnable
+	EXPECT_EQ(s.get(4, 2, 1), 1u);  // horizPolyphaseY_ScalerEnable
+	EXPECT_EQ(s.get(4, 3, 1), 1u);  // vertMN_Y_ScalerEnable
+	EXPECT_EQ(s.get(4, 4, 1), 0u);  // vertPolyphaseY_ScalerEnable
+	EXPECT_EQ(s.get(8, 0, 12), 1280u);
+	EXPECT_EQ(s.get(10, 0, 12), 960u);
+	EXPECT_EQ(s.get(12, 0, 12), 1280u);
+	EXPECT_EQ(s.get(14, 0, 12), 480u);
+	EXPECT_EQ(s.get(28, 0, 12), 1280u);
+	EXPECT_EQ(s.get(30, 0, 12), 480u);
+	EXPECT_EQ(s.get(32, 0, 12), 800u);
+	EXPECT_EQ(s.get(34, 0, 12), 480u);
+	EXPECT_EQ(s.get(30, 15, 1), 1u);  // loadY_Polyphase_ScalerCoefs
+	// Phase 0 of the horizontal table: row 4, packed as the VFE reads it.
+	const auto &row = PolyphaseFilterCoeffs[4];
+	uint32_t c0 = row[0] & 0x3FF, c1 = row[1] & 0x3FF, c2 = row[2] & 0x3FF, c3 = row[3] & 0x3FF;
+	EXPECT_EQ(scaler->bytes[164], c0 >> 2);
+	EXPECT_EQ(s.w[(164 + 4) / 4], c3 | c2 << 10 | c1 << 20 | (c0 & 3) << 30);
+
+	// AXI: output 2 only, Y then CbCr at half height, 100 words a line.
+	const Recorded *axi = find(log, MSM_CAM_IOCTL_AXI_CONFIG, 0, 0);
+	ASSERT_NE(axi, nullptr);
+	auto a = words(axi->bytes);
+	ASSERT_EQ(a.size(), 42u);
+	EXPECT_EQ(a[0], 1u);
+	EXPECT_EQ(a[1] & 7, 1u);  // outputMode: output 2
+	EXPECT_EQ(a[6], 480u | 100u << 12);
+	EXPECT_EQ(a[7], 1u | 480u << 2 | 100u << 14);
+	EXPECT_EQ(a[8], 240u | 100u << 12);
+	EXPECT_EQ(a[9], 1u | 240u << 2 | 100u << 14);
+}
+
+TEST_F(CamConf, SnapshotCommandOrder)
+{
+	cam_ctrl_dimension_t d{};
+	d.picture_width = 2592;
+	d.picture_height = 1944;
+	d.display_width = 800;
+	d.display_height = 480;
+	d.ui_thumbnail_width = 320;
+	d.ui_thumbnail_height = 240;
+	ASSERT_EQ(send_bytes(CAMERA_SET_PARM_DIMENSION, &d, sizeof d).status, 1);
+	start_preview();
+	stop_preview();
+	kernel().clear_log();
+	ASSERT_EQ(send(CAMERA_START_SNAPSHOT).status, 1);
+	ASSERT_EQ(state(), CAMERA_STATE_SNAPSHOT_STOPPED);
+	std::vector<std::string> order;
+	for (const Recorded &r : kernel().log()) {
+		if (r.request == MSM_CAM_IOCTL_SENSOR_CFG)
+			order.push_back("sensor " + std::to_string(r.queue));
+		else if (r.request == MSM_CAM_IOCTL_SNAPSHOT_BEGIN)
+			order.push_back("begin");
+		else if (r.request == MSM_CAM_IOCTL_AXI_CONFIG)
+			order.push_back("axi " + std::to_string(r.cmd_type));
+		else if (r.request == MSM_CAM_IOCTL_VFE_COMMAND)
+			order.push_back(std::to_string(r.queue) + ":" + std::to_string(r.number));
+	}
+	// Up to the start: what follows are the picture's frames and updates.
+	auto end = std::find(order.begin(), order.end(), "25:1");
+	ASSERT_NE(end, order.end());
+	std::vector<std::string> got(order.begin(), end + 1);
+	std::vector<std::string> want = {"25:0", "sensor 1", "begin", "25:4", "25:5", "25:7", "25:15", "26:0",
+					 "26:1", "25:8", "25:14", "25:9", "axi 2", "25:1"};
+	EXPECT_EQ(got, want);
+	// The start record asks for one picture.
+	auto log = kernel().log();
+	const Recorded *start = find(log, MSM_CAM_IOCTL_VFE_COMMAND, 25, 1);
+	ASSERT_NE(start, nullptr);
+	EXPECT_EQ(start->bytes[4] & 0x3E, 0x02 | 1 << 2);
+	// Both outputs: the thumbnail on 1, the picture on 2.
+	idle();
+	EXPECT_EQ(cfgctrl.vfeCtrl.output1_width, 320u);
+	EXPECT_EQ(cfgctrl.vfeCtrl.output2_width, 2576u);  // within the 2591-pixel window
+}
+
+TEST(VfeDriver, RecordsOfTheWrongSizeAreRefused)
+{
+	board_dir();
+	reset_board();
+	kernel().reset();
+	int fd = plat::open("/dev/msm_camera0", O_RDWR);
+	ASSERT_GE(fd, 0);
+	std::array<uint32_t, 4> reset{0, 0, 0, 0};
+	vfe_command_t command{25, 8, reset.data()};
+	vfe_cfg_cmd_t cfg{0, 8, 0, &command};
+	EXPECT_EQ(plat::ioctl(fd, MSM_CAM_IOCTL_VFE_COMMAND, &cfg), -1);
+	command.length = 4;  // right size, but no VFE module loaded yet
+	EXPECT_EQ(plat::ioctl(fd, MSM_CAM_IOCTL_VFE_COMMAND, &cfg), -1);
+	command.queue = 30;
+	EXPECT_EQ(plat::ioctl(fd, MSM_CAM_IOCTL_VFE_COMMAND, &cfg), -1);
+	command.value = nullptr;
+	EXPECT_EQ(plat::ioctl(fd, MSM_CAM_IOCTL_VFE_COMMAND, &cfg), -1);
+	EXPECT_EQ(plat::ioctl(fd, MSM_CAM_IOCTL_VFE_COMMAND, uintptr_t{0}), -1);
+	EXPECT_EQ(plat::ioctl(fd, 0x40046D99, uintptr_t{0}), -1);
+	plat::close(fd);
+}
+
+}  // namespace
+}  // namespace camtest

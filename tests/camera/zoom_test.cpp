@@ -1,0 +1,118 @@
+// Digital zoom over its whole range, for each sensor: the crop stays inside
+// the field of view, centred, never below a quarter of the output, and the
+// VFE gets the crop and scaler that match it.
+#include "cam_fixture.h"
+
+namespace camtest {
+namespace {
+
+using namespace cam;
+using sim::camera::Recorded;
+
+TEST(ZoomTable, RisesFromOneToSixtyFourTimes)
+{
+	const auto &t = camera_zoom_table();
+	std::vector<uint32_t> head(t.begin(), t.begin() + 8);
+	EXPECT_EQ(head, (std::vector<uint32_t>{4096, 4191, 4289, 4389, 4492, 4597, 4705, 4815}));
+	EXPECT_EQ(t[180], 262144u);
+	EXPECT_EQ(t[181], 999999u);
+	EXPECT_TRUE(std::is_sorted(t.begin(), t.end()));
+}
+
+TEST(ZoomTable, TheLimitIsTheLastEntryWithinTheMaximumCrop)
+{
+	zoom_ctrl_t z{};
+	z.maximum_crop_factor = 4400;  // between entries 3 (4389) and 4 (4492)
+	zoom_init_ctrl(&z);
+	EXPECT_EQ(z.cam_parm_zoom.maximum_value, 3);
+	EXPECT_EQ(z.zoom_step_size, 1u);
+	z.maximum_crop_factor = 4096;
+	zoom_init(&z);
+	EXPECT_EQ(z.cam_parm_zoom.maximum_value, 0);
+	z.maximum_crop_factor = 0xFFFFFFFF;  // above every entry
+	zoom_init(&z);
+	EXPECT_EQ(z.cam_parm_zoom.maximum_value, 181);
+	EXPECT_EQ(z.crop_factor, 4096u);
+}
+
+struct ZoomCase {
+	const char *sensor;
+	uint16_t width, height;
+};
+
+class ZoomRange : public CamConf, public ::testing::WithParamInterface<ZoomCase> {
+	std::map<std::string, std::string> board() const override { return {{"camera.sensor", GetParam().sensor}}; }
+};
+
+TEST_P(ZoomRange, CropAndScalerOverTheWholeRange)
+{
+	cam_ctrl_dimension_t d{};
+	d.picture_width = GetParam().width;
+	d.picture_height = GetParam().height;
+	d.display_width = 800;
+	d.display_height = 480;
+	ASSERT_EQ(send_bytes(CAMERA_SET_PARM_DIMENSION, &d, sizeof d).status, 1);
+	start_preview();
+	Answer m = send(CAMERA_GET_PARM_MAXZOOM);
+	int32_t max = 0;
+	std::memcpy(&max, m.value.data(), 4);
+	ASSERT_GT(max, 0);
+	ASSERT_LT(max, ZOOM_TABLE_SIZE);
+	const zoom_ctrl_t &z = cfgctrl.zoomCtrl;
+	const vfe_ctrl_t &v = cfgctrl.vfeCtrl;
+	uint32_t previous = UINT32_MAX;
+	for (int32_t step = 0; step <= max; ++step) {
+		kernel().clear_log();
+		send(CAMERA_SET_PARM_ZOOM, step);
+		idle();
+		SCOPED_TRACE(step);
+		uint32_t fw = z.last_pixel - z.first_pixel + 1, fh = z.last_line - z.first_line + 1;
+		EXPECT_EQ(z.crop_factor, camera_zoom_table()[static_cast<size_t>(step)]);
+		EXPECT_LE(z.crop_out_x, fw);
+		EXPECT_LE(z.crop_out_y, fh);
+		EXPECT_GE(z.crop_out_x, v.output2_width / 4);
+		EXPECT_LE(z.crop_out_x, previous);  // a larger step never widens the crop
+		previous = z.crop_out_x;
+		EXPECT_EQ(z.crop_first_pixel, (fw - z.crop_out_x) / 2);
+		EXPECT_EQ(z.crop_last_pixel, z.crop_first_pixel + z.crop_out_x - 1);
+		EXPECT_LE(z.crop_last_line, z.last_line);
+		auto log = kernel().log();
+		auto crop = std::find_if(log.begin(), log.end(), [](const Recorded &r) {
+			return r.request == MSM_CAM_IOCTL_VFE_COMMAND && r.queue == 25 && r.number == 15;
+		});
+		ASSERT_NE(crop, log.end());
+		uint32_t w1 = 0;
+		std::memcpy(&w1, crop->bytes.data() + 4, 4);
+		EXPECT_EQ(w1 & 0xFFF, z.crop_last_pixel);
+		EXPECT_EQ((w1 >> 16) & 0xFFF, z.crop_first_pixel);
+		auto scaler = std::find_if(log.begin(), log.end(), [](const Recorded &r) {
+			return r.request == MSM_CAM_IOCTL_VFE_COMMAND && r.queue == 26 && r.number == 1;
+		});
+		ASSERT_NE(scaler, log.end());
+		vfe_rec<292> s{};
+		std::memcpy(s.w.data(), scaler->bytes.data(), 292);
+		EXPECT_EQ(s.get(8, 0, 12), z.crop_out_x);
+		uint32_t mx = std::max<uint32_t>(1, z.crop_out_x / v.output2_width);
+		EXPECT_EQ(s.get(12, 0, 12), z.crop_out_x / mx);
+		EXPECT_EQ(s.get(4, 1, 1), mx != 1 ? 1u : 0u);
+		// The frame path's crop: an input never beyond the field.
+		const zoom_scaling_t &sc = z.zoomscaling;
+		EXPECT_LE(sc.input2_width, fw);
+		if (sc.input2_width) {
+			EXPECT_GE(sc.input2_width * 4, sc.output2_width);
+		}
+	}
+	// One past the end is refused and changes nothing.
+	uint32_t factor = z.crop_factor;
+	send(CAMERA_SET_PARM_ZOOM, max + 1);
+	idle();
+	EXPECT_EQ(z.crop_factor, factor);
+}
+
+INSTANTIATE_TEST_SUITE_P(Sensors, ZoomRange,
+			 ::testing::Values(ZoomCase{"ov5642", 1280, 960}, ZoomCase{"ov5642af", 2592, 1944},
+					   ZoomCase{"ov3642", 1024, 768}),
+			 [](const auto &info) { return std::string(info.param.sensor); });
+
+}  // namespace
+}  // namespace camtest
