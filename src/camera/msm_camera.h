@@ -152,6 +152,22 @@ struct msm_frame {
 };
 static_assert(!phone_layout || sizeof(msm_frame) == 28);
 
-enum : uint32_t { PMEM_PREVIEW = 1, PMEM_THUMBNAIL = 3, PMEM_MAINIMG = 4, PMEM_RAW_MAINIMG = 5 };
+// Body of the VFE_STATS_WB_EXP and VFE_STATS_AUTOFOCUS messages: the
+// statistics buffer the DSP has just filled.
+struct vfe_stats_msg_t {
+	uint32_t word;
+	void *buf;
+	int32_t fd;
+};
+static_assert(!phone_layout || sizeof(vfe_stats_msg_t) == 12);
+
+enum : uint32_t {
+	PMEM_PREVIEW = 1,
+	PMEM_THUMBNAIL = 3,
+	PMEM_MAINIMG = 4,
+	PMEM_RAW_MAINIMG = 5,
+	PMEM_AEC_AWB = 6,  // white balance and exposure statistics
+	PMEM_AF = 7,       // focus statistics
+};
 
 }  // namespace cam

@@ -38,6 +38,9 @@ void Kernel::reset()
 	buffers_.clear();
 	free_.clear();
 	done_.clear();
+	stats_free_.clear();
+	stats_on_ = stats_256_ = false;
+	stats_frame_ = 0;
 	picture_ready_ = false;
 	axi_size_ = {};
 	axi_type_ = 0;
@@ -149,6 +152,7 @@ int Kernel::get_stats(stats_event_t *event)
 				next_frame_ms_ = now + frame_ms;
 				render(PMEM_PREVIEW, axi_size_[2], axi_size_[3]);
 				events_.push_back(Event{RESP_VFE, nullptr, 0, 7, {}});  // a frame of output 2
+				statistics();
 				continue;
 			}
 			until = std::min(until, std::chrono::steady_clock::now() + std::chrono::milliseconds(next_frame_ms_ - now));

@@ -98,11 +98,18 @@ private:
 	int release_frame(const cam::msm_frame *frame);
 	int get_picture(cam::ctrl_cmd_t *cmd);
 	void render(uint32_t type, uint32_t w, uint32_t h);
+	// Statistics of the scene for 3A, while the VFE has them enabled.
+	void statistics();
+	int release_stats(const cam::msm_stats_buf *buf);
 	void frame_signal();
 
 	Kernel();
 	std::vector<Buffer> buffers_;
 	std::deque<size_t> free_, done_;  // preview buffers by index
+	std::deque<size_t> stats_free_;   // statistics buffers the DSP may fill
+	bool stats_on_ = false;
+	bool stats_256_ = false;  // 16 x 16 regions, else 8 x 8
+	uint32_t stats_frame_ = 0;
 	bool picture_ready_ = false;
 	std::array<uint32_t, 4> axi_size_{};  // output 1 w, h, output 2 w, h of the last AXI set-up
 	uint32_t axi_type_ = 0;

@@ -127,7 +127,14 @@ int Kernel::vfe_command(unsigned long request, const vfe_cfg_cmd_t *cfg)
 		axi_size_ = {((word(8) >> 12) & 0x3FF) * 8, word(8) & 0xFFF, ((word(24) >> 12) & 0x3FF) * 8, word(24) & 0xFFF};
 		axi_type_ = cfg->cmd_type;
 	} else if (command->queue == 25) {
-		dsp_answer(command->queue, number, log_.back().bytes);
+		const auto &b = log_.back().bytes;
+		if ((cfg->cmd_type == 14 || cfg->cmd_type == 13) && b.size() > 4) {  // statistics on or off
+			stats_on_ = cfg->cmd_type == 14 && (b[4] & 1);
+			stats_256_ = (b[4] & 0x80) != 0;
+		}
+		if (number == 0)
+			stats_on_ = false;  // a reset clears the statistics set-up
+		dsp_answer(command->queue, number, b);
 	}
 	return 0;
 }
@@ -223,7 +230,10 @@ int Kernel::ioctl(unsigned long request, uintptr_t arg)
 	}
 	case MSM_CAM_IOCTL_SNAPSHOT_BEGIN: operation = "snapshot_begin"; break;
 	case MSM_CAM_IOCTL_PICT_PP: r.number = *static_cast<uint8_t *>(p); break;
-	case MSM_CAM_IOCTL_RELEASE_STATS_BUFFER: r.number = static_cast<uint32_t>(static_cast<msm_stats_buf *>(p)->type); break;
+	case MSM_CAM_IOCTL_RELEASE_STATS_BUFFER:
+		r.number = static_cast<uint32_t>(static_cast<msm_stats_buf *>(p)->type);
+		record(r);
+		return release_stats(static_cast<msm_stats_buf *>(p));
 	case MSM_CAM_IOCTL_REGISTER_PMEM:
 	case MSM_CAM_IOCTL_UNREGISTER_PMEM:
 		r.number = static_cast<msm_pmem_info *>(p)->type;

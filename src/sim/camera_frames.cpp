@@ -6,6 +6,7 @@
 #include <cstring>
 #include <sys/eventfd.h>
 #include <unistd.h>
+#include <vector>
 
 #include "sim/camera_driver.h"
 #include "sim/camera_scene.h"
@@ -43,9 +44,13 @@ int Kernel::pmem(unsigned long request, const msm_pmem_info *info)
 		buffers_.erase(it);
 		free_.clear();
 		done_.clear();
-		for (size_t i = 0; i < buffers_.size(); ++i)
+		stats_free_.clear();
+		for (size_t i = 0; i < buffers_.size(); ++i) {
 			if (buffers_[i].type == PMEM_PREVIEW)
 				free_.push_back(i);
+			if (buffers_[i].type == PMEM_AEC_AWB)
+				stats_free_.push_back(i);
+		}
 		frame_signal();
 		return 0;
 	}
@@ -56,6 +61,8 @@ int Kernel::pmem(unsigned long request, const msm_pmem_info *info)
 	buffers_.push_back({info->type, info->fd, vaddr, info->y_off, info->cbcr_off});
 	if (info->type == PMEM_PREVIEW && info->active)
 		free_.push_back(buffers_.size() - 1);
+	if (info->type == PMEM_AEC_AWB && info->active)
+		stats_free_.push_back(buffers_.size() - 1);
 	return 0;
 }
 
@@ -91,6 +98,63 @@ void Kernel::render(uint32_t type, uint32_t w, uint32_t h)
 		done_.push_back(index);
 		frame_signal();
 	}
+}
+
+// Region records as the VFE writes them: a header word, then per region
+// Y and Cb, Cr of the pixels in the white box, their count, and the luma sum.
+void Kernel::statistics()
+{
+	uint32_t w = axi_size_[2], h = axi_size_[3];
+	if (!stats_on_ || stats_free_.empty() || w < 16 || h < 16)
+		return;
+	size_t index = stats_free_.front();
+	Buffer &b = buffers_[index];
+	uint32_t side = stats_256_ ? 16 : 8;
+	size_t bytes = 4 + size_t{side} * side * 32;
+	if (pmem_bytes_from(b.vaddr) < bytes)
+		return;
+	stats_free_.pop_front();
+	std::vector<uint32_t> out(bytes / 4, 0);
+	out[0] = ++stats_frame_;
+	constexpr uint32_t step = 4;  // the model samples every fourth pixel
+	for (uint32_t ry = 0; ry < side; ++ry)
+		for (uint32_t rx = 0; rx < side; ++rx) {
+			uint64_t sy = 0, y_in = 0, cb = 0, cr = 0, count = 0;
+			for (uint32_t y = ry * h / side; y < (ry + 1) * h / side; y += step)
+				for (uint32_t x = rx * w / side; x < (rx + 1) * w / side; x += step) {
+					yuv p = scene_at(x, y, w, h);
+					sy += p.y;
+					if (p.y > 16 && p.y < 235) {
+						y_in += p.y;
+						cb += p.cb;
+						cr += p.cr;
+						++count;
+					}
+				}
+			uint32_t *r = &out[1 + (size_t{ry} * side + rx) * 8];
+			r[0] = static_cast<uint32_t>(y_in & 0x1FFFFFF);
+			r[1] = static_cast<uint32_t>(cb & 0x1FFFFFF);
+			r[2] = static_cast<uint32_t>(cr & 0x1FFFFFF);
+			r[3] = static_cast<uint32_t>(count & 0x1FFFF);
+			r[4] = static_cast<uint32_t>(sy & 0x1FFFFFF);
+		}
+	std::memcpy(b.vaddr, out.data(), bytes);
+	vfe_stats_msg_t body{0, b.vaddr, b.fd};
+	std::vector<uint8_t> raw(sizeof body);
+	std::memcpy(raw.data(), &body, sizeof body);
+	events_.push_back(Event{RESP_VFE, nullptr, 0, 9, std::move(raw)});  // VFE_STATS_WB_EXP
+}
+
+int Kernel::release_stats(const msm_stats_buf *buf)
+{
+	for (size_t i = 0; i < buffers_.size(); ++i)
+		if (buffers_[i].type == (buf->type == 0 ? PMEM_AEC_AWB : PMEM_AF) && buffers_[i].fd == buf->fd) {
+			if (std::find(stats_free_.begin(), stats_free_.end(), i) == stats_free_.end() && buf->type == 0)
+				stats_free_.push_back(i);
+			return 0;
+		}
+	errno = EINVAL;
+	return -1;
 }
 
 int Kernel::get_frame(msm_frame *frame)

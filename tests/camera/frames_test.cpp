@@ -162,3 +162,51 @@ TEST_F(Frames, GetPictureWithoutASnapshotTimesOut)
 
 }  // namespace
 }  // namespace camtest
+
+namespace camtest {
+namespace {
+
+using namespace cam;
+
+TEST_F(Frames, StatisticsOfTheSceneWhileEnabled)
+{
+	std::vector<PmemBuffer *> stats;
+	for (int i = 0; i < 3; ++i) {
+		PmemBuffer &b = map(8224);
+		ASSERT_EQ(reg(b, PMEM_AEC_AWB, 0, 0), 0);
+		stats.push_back(&b);
+	}
+	for (int i = 0; i < 3; ++i)
+		ASSERT_EQ(reg(map(800 * 480 * 3 / 2), PMEM_PREVIEW, 0, 800 * 480), 0);
+	dimension(1280, 960);
+	start_preview();
+	// No statistics until the VFE is told to make them.
+	EXPECT_EQ(count_requests(kernel().log(), MSM_CAM_IOCTL_RELEASE_STATS_BUFFER), 0u);
+	// Enable them as 3A would, with the statistics record and command type 14.
+	vfe_rec<40> record = VFE_DefaultStatsWB_EXP_CfgCmd;
+	record.set(4, 0, 1, 1);
+	vfe_command_t command{VFE_QUEUE_CMD, 40, record.data()};
+	vfe_cfg_cmd_t cfg{VFE_STATS_ENABLE, 8, 0, &command};
+	ASSERT_EQ(plat::ioctl(fd_, MSM_CAM_IOCTL_VFE_COMMAND, &cfg), 0);
+	// The thread gives each buffer back after its message.
+	for (int spins = 0; spins < 500 && count_requests(kernel().log(), MSM_CAM_IOCTL_RELEASE_STATS_BUFFER) < 4; ++spins)
+		std::this_thread::sleep_for(std::chrono::milliseconds(2));
+	ASSERT_GE(count_requests(kernel().log(), MSM_CAM_IOCTL_RELEASE_STATS_BUFFER), 4u);
+	// 8 x 8 regions of the 800 x 480 scene: the top-left region lies in the
+	// white bar (Y 180), sampled every fourth pixel, all inside the white box.
+	uint32_t region[8];
+	std::memcpy(region, stats[0]->addr + 4, sizeof region);
+	uint32_t samples = (100 / 4) * (60 / 4);
+	EXPECT_EQ(region[3], samples);
+	EXPECT_EQ(region[0], 180 * samples);
+	EXPECT_EQ(region[4], 180 * samples);
+	EXPECT_EQ(region[1], 128 * samples);
+	// The top-right region lies in the black bar: its pixels (Y 16) are
+	// outside the white box.
+	std::memcpy(region, stats[0]->addr + 4 + 7 * 32, sizeof region);
+	EXPECT_EQ(region[3], 0u);
+	EXPECT_EQ(region[4], 16 * samples);
+}
+
+}  // namespace
+}  // namespace camtest

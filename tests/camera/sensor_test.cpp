@@ -44,8 +44,8 @@ TEST_F(Sensor, EachNameOfTheTableStartsItsDriver)
 	};
 	for (Row r : {Row{"ov5642", 1280, 960, 2592, 1944, false}, Row{"ov5642af", 1280, 960, 2592, 1944, true},
 		      Row{"ov3642", 1024, 768, 2048, 1536, false}}) {
+		plat::close(cfgctrl.camfd);
 		config_reset();
-		cfgctrl.camfd = cfgctrl.camfd ? cfgctrl.camfd : 0;
 		int fd = plat::open("/dev/msm_camera0", O_RDWR);
 		cfgctrl.camfd = fd;
 		ASSERT_EQ(probe(r.name), 1u) << r.name;
@@ -65,9 +65,7 @@ TEST_F(Sensor, EachNameOfTheTableStartsItsDriver)
 		EXPECT_NE(s.ops.video_config, nullptr);
 		EXPECT_FALSE(s.camctrl.iso_supported);
 		EXPECT_EQ(s.wb.gain[0], 128);
-		plat::close(fd);
 	}
-	cfgctrl.camfd = plat::open("/dev/msm_camera0", O_RDWR);
 }
 
 TEST_F(Sensor, UnknownAndNearNamesAreRefused)

@@ -138,3 +138,62 @@ TEST_F(CamConf, ZoomBeforeAnyPreviewIsSafe)
 
 }  // namespace
 }  // namespace camtest
+
+namespace camtest {
+namespace {
+
+using namespace cam;
+
+TEST_F(CamConf, ARestartStopsAtTheNextFrameAndStartsAgainUnasked)
+{
+	start_preview();
+	idle();
+	cfgctrl.vfeCtrl.restart = 1;  // a new gamma table waits; the thread is idle
+	kernel().clear_log();
+	kernel().post(RESP_VFE, 0, VFE_OUTPUT2);
+	EXPECT_EQ(state(), CAMERA_STATE_PREVIEW_RUNNING);
+	EXPECT_EQ(cfgctrl.vfeCtrl.restart, 0);
+	// The frame first applies the pipeline's pending crop, then stops; the
+	// stop's acknowledgement resets and configures again.
+	auto numbers = vfe_numbers(kernel().log());
+	auto stop = std::find(numbers.begin(), numbers.end(), 2u);
+	ASSERT_NE(stop, numbers.end());
+	ASSERT_NE(stop + 1, numbers.end());
+	EXPECT_EQ(stop[1], 0u);
+	EXPECT_EQ(std::count(numbers.begin(), numbers.end(), 1u), 1);  // one start
+	EXPECT_EQ(kernel().unanswered(), 0u);
+	EXPECT_EQ(send(CAMERA_SET_PARM_PREVIEW_MODE, 1).status, 1);
+}
+
+TEST_F(CamConf, AZoomInForceReachesTheSnapshot)
+{
+	cam_ctrl_dimension_t d{};
+	d.picture_width = 1280;
+	d.picture_height = 960;
+	d.display_width = 800;
+	d.display_height = 480;
+	ASSERT_EQ(send_bytes(CAMERA_SET_PARM_DIMENSION, &d, sizeof d).status, 1);
+	start_preview();
+	send(CAMERA_SET_PARM_ZOOM, 20);
+	stop_preview();
+	kernel().clear_log();
+	ASSERT_EQ(send(CAMERA_START_SNAPSHOT).status, 1);
+	idle();
+	auto numbers = vfe_numbers(kernel().log());
+	auto start = std::find(numbers.begin(), numbers.end(), 1u);
+	// The pipeline's crop, then the zoom's crop, both before the start.
+	EXPECT_EQ(std::count(numbers.begin(), start, 15u), 2);
+	EXPECT_NE(cfgctrl.zoomCtrl.crop_factor, Q12_ONE);
+}
+
+TEST_F(CamConf, LedModeOutOfRangeIsStoredAndRefused)
+{
+	idle();
+	EXPECT_EQ(set_led_mode(3), 0);
+	EXPECT_EQ(get_led_mode(), 3u);
+	EXPECT_EQ(count_requests(kernel().log(), MSM_CAM_IOCTL_FLASH_LED_CFG), 0u);
+	EXPECT_EQ(set_led_state(0), 1);  // already off: nothing to do
+}
+
+}  // namespace
+}  // namespace camtest

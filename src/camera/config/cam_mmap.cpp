@@ -32,7 +32,7 @@ void *do_mmap(uint32_t size, int *fd)
 	if (addr == MAP_FAILED) {
 		int err = errno;
 		std::fprintf(stderr, "do_mmap: pmem mmap() failed: %s (%d)\n", std::strerror(err), err);
-		// The original leaves the descriptor open here; we do not leak it.
+		// Close it: a failed map must not cost a descriptor.
 		plat::close(pmem);
 		return nullptr;
 	}

@@ -13,7 +13,11 @@ namespace cam {
 
 config_ctrl_t cfgctrl{};
 
-void config_reset() { cfgctrl = config_ctrl_t{}; }
+void config_reset()
+{
+	cfgctrl = config_ctrl_t{};
+	led_ctrl_p = nullptr;
+}
 
 namespace {
 
@@ -76,17 +80,23 @@ void *cam_conf(void *)
 		std::fprintf(stderr, "cam_conf open driver failed!\n");
 		return nullptr;
 	}
-	if (config_init_ctrl()) {
-		// The event record and its buffers live on this thread's stack; a
-		// held stop points into it until its acknowledgement.
-		event_buffers buffers;
-		stats_event_t event{};
-		event.timeout_ms = GET_STATS_TIMEOUT_MS;
-		cfgctrl.state = CAMERA_STATE_IDLE;
-		config_duty_loop(event, buffers);
-		std::fprintf(stderr, "cam_conf: CAMERA_EXIT\n");
-		cfgctrl.ctrlCmd = nullptr;
+	try {
+		if (config_init_ctrl()) {
+			// The event record and its buffers live on this thread's stack;
+			// a held stop points into it until its acknowledgement.
+			event_buffers buffers;
+			stats_event_t event{};
+			event.timeout_ms = GET_STATS_TIMEOUT_MS;
+			cfgctrl.state = CAMERA_STATE_IDLE;
+			config_duty_loop(event, buffers);
+			std::fprintf(stderr, "cam_conf: CAMERA_EXIT\n");
+		}
+	} catch (...) {
+		// Nothing here throws by design; should it, the thread ends cleanly
+		// rather than take the daemon down.
+		std::fprintf(stderr, "cam_conf: unexpected failure, ending\n");
 	}
+	cfgctrl.ctrlCmd = nullptr;
 	config_free_ctrl();
 	plat::close(cfgctrl.camfd);
 	cfgctrl.camfd = -1;

@@ -104,7 +104,7 @@ void set_auto_focus(config_ctrl_t *ctrl, ctrl_cmd_t *cmd)
 		bool rc = sensor.ops.set_autofocus(&sensor, value_byte(cmd));
 		std::fprintf(stderr, "%s:rc value %d\n", __func__, rc);
 	} else if (is_bayer(ctrl)) {
-		std::fputs("!!!Auto Focus not supported on this SENSOR!!!\n", stderr);
+		std::puts("!!!Auto Focus not supported on this SENSOR!!!");
 		plat::usleep(50000);
 	} else {
 		std::fprintf(stderr, "%s: not supported on this sensor!\n", __func__);
@@ -175,7 +175,7 @@ void set_led_mode_cmd(config_ctrl_t *ctrl, ctrl_cmd_t *cmd)
 {
 	uint32_t v = static_cast<uint32_t>(value_word(cmd));
 	if (!ctrl->sensorCtrl.flash_enabled) {
-		std::fputs("LED flash isn't supported for this sensor!!!\n", stderr);
+		std::puts("LED flash isn't supported for this sensor!!!");
 		return;
 	}
 	if (v < 3)

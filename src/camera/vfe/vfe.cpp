@@ -65,7 +65,7 @@ bool vfe_enable_vfe(config_ctrl_t *ctrl)
 		ctrl->state = CAMERA_STATE_TASKS_READY;
 		return true;
 	default:
-		break;  // the name stays empty, as the original sends it
+		break;  // an empty name: the driver refuses it, the state stays
 	}
 	camera_enable_cmd_t cmd{name, sizeof name};
 	if (plat::ioctl(ctrl->camfd, MSM_CAM_IOCTL_ENABLE_VFE, &cmd) < 0)

@@ -120,6 +120,19 @@ void vfe_util_update_fovcrop(uint32_t first_pixel, uint32_t last_pixel, uint32_t
 void vfe_util_updatescaleoutput(config_ctrl_t *ctrl, uint32_t x, uint32_t y);
 void vfe_util_updatescaleoutput_rec(vfe_rec<292> &record, uint32_t x, uint32_t y);
 void vfe_util_af_stop(uint32_t);
+// cmd_type of the statistics commands.
+enum : uint32_t { VFE_STATS_DISABLE = 13, VFE_STATS_ENABLE = 14, VFE_STATS_AF = 15 };
+struct vfe_stats_bounds_t {
+	uint32_t min_y, max_y;
+	std::array<uint32_t, 4> slope;      // of the neutral region lines 0 to 3
+	std::array<uint32_t, 4> intercept;  // Cb line 1, Cr line 2, Cb line 3, Cr line 4
+};
+bool vfe_util_updatestatssend(vfe_ctrl_t *vfe, uint32_t cmd_type);
+bool vfe_update_stats_config(vfe_ctrl_t *vfe, const vfe_stats_bounds_t &bounds);
+bool vfe_af_stop(vfe_ctrl_t *vfe);
+bool vfe_util_updatewb(vfe_ctrl_t *vfe, float red, float green, float blue, bool send);
+void vfe_util_updategamma(vfe_ctrl_t *vfe, const uint8_t *table);
+uint32_t vfe_util_get_input_pix_per_region(const config_ctrl_t *ctrl);
 void vfe_preview_putgammatable(config_ctrl_t *ctrl, int32_t effect, int32_t contrast, int32_t light);
 
 }  // namespace cam

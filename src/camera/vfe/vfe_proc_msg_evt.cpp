@@ -101,7 +101,11 @@ void on_update_ack(config_ctrl_t *ctrl)
 		     static_cast<int>(ctrl->state), static_cast<int>(v.stats_state));
 	switch (v.stats_state) {
 	case 1: v.stats_state = 2; break;
-	case 2: v.stats_state = 3; break;  // the statistics record update follows from 3A
+	case 2:
+		// The disable is in: the new bounds go out as they stand.
+		v.stats_state = 3;
+		vfe_util_send(v.vcmd->VFE_StatsWB_EXP_UpdateCmd, VFE_QUEUE_CMD);
+		break;
 	case 3:
 	case 5: v.stats_state = 6; break;
 	case 4: v.stats_state = 5; break;
@@ -124,16 +128,18 @@ void on_output(config_ctrl_t *ctrl)
 		v.vfeStopFn(ctrl->camfd, &ctrl->state, &v);
 }
 
+// The statistics go to 3A on a Bayer sensor; here the buffer is given back
+// so the DSP can fill it again.
 void on_stats(config_ctrl_t *ctrl, const vfe_msg_t *msg, int32_t buffer_type)
 {
-	std::array<uint32_t, 3> body{};
+	vfe_stats_msg_t body{};
 	if (msg->data)
-		std::memcpy(body.data(), msg->data, sizeof body);
-	std::fprintf(stderr, "received stats: buf = 0x%lx, fd = %d\n", static_cast<unsigned long>(body[1]),
-		     static_cast<int>(body[2]));
+		std::memcpy(&body, msg->data, sizeof body);
+	std::fprintf(stderr, buffer_type ? "received AF stats: buf = %lu, fd = %d\n" : "received stats: buf = 0x%lx, fd = %d\n",
+		     static_cast<unsigned long>(reinterpret_cast<uintptr_t>(body.buf)), static_cast<int>(body.fd));
 	if (ctrl->vfeCtrl.stats_skip)
 		ctrl->vfeCtrl.stats_skip = 0;
-	msm_stats_buf release{buffer_type, nullptr, static_cast<int32_t>(body[2])};
+	msm_stats_buf release{buffer_type, body.buf, body.fd};
 	plat::ioctl(ctrl->camfd, MSM_CAM_IOCTL_RELEASE_STATS_BUFFER, &release);
 }
 

@@ -190,7 +190,7 @@ void vfe_util_updatescaleoutput_rec(vfe_rec<292> &r, uint32_t x, uint32_t y)
 		std::fprintf(stderr, "vfe_util_updatescaleoutput: no output size, not sent\n");
 		return;
 	}
-	// Upscaling leaves the M/N scaler at 1; the original divided by zero.
+	// Upscaling leaves the M/N scaler at 1 rather than dividing by zero.
 	uint32_t mx = std::max<uint32_t>(1, x / ow), my = std::max<uint32_t>(1, y / oh);
 	r.set(4, 1, 1, mx != 1);
 	r.set(4, 3, 1, my != 1);
