@@ -13,6 +13,9 @@ libbenchmark-dev
 util-linux
 tshark
 libpng-dev
+libjpeg-dev
+libjpeg-turbo-progs
+libimage-exiftool-perl
 "
 
 missing=""
