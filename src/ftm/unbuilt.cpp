@@ -25,11 +25,6 @@ int tapp_mmc_test(tapp_record *) { return NOT_BUILT; }
 int tapp_mmc_ex_test(tapp_record *) { return NOT_BUILT; }
 int tapp_mmc_size(tapp_record *) { return NOT_BUILT; }
 
-int at_camera_preview(tapp_record *) { return NOT_BUILT; }
-int at_camera_capture(tapp_record *) { return NOT_BUILT; }
-int at_camera_retrieve(tapp_record *) { return NOT_BUILT; }
-int at_camera_close(tapp_record *) { return NOT_BUILT; }
-
 int tapp_vibrator_test(tapp_record *) { return NOT_BUILT; }
 int at_vibrator_test(tapp_record *) { return NOT_BUILT; }
 int tapp_adc_test(tapp_record *) { return NOT_BUILT; }

@@ -26,7 +26,8 @@ class Pmem : public Device {
 public:
 	void *mmap(size_t len, int prot, int flags, off_t off) override
 	{
-		if (off != 0 || len == 0 || Board::get().num("pmem.fail_mmap", 0)) {
+		long most = Board::get().num("pmem.max_mmap", 0);  // 0: no limit
+		if (off != 0 || len == 0 || Board::get().num("pmem.fail_mmap", 0) || (most > 0 && len > size_t(most))) {
 			errno = EINVAL;
 			return MAP_FAILED;
 		}
