@@ -19,6 +19,7 @@ constexpr std::array device_table = {
 	DeviceEntry{"/dev/input/event1", open_touchpanel},
 	DeviceEntry{"/dev/msm_camera0", open_msm_camera},
 	DeviceEntry{"/dev/pmem_adsp", open_pmem_adsp},
+	DeviceEntry{"/dev/adsp/JPEGTASK", open_jpeg_task},
 };
 
 }  // namespace

@@ -16,5 +16,6 @@ std::unique_ptr<Device> open_framebuffer(Board &board, int flags);
 std::unique_ptr<Device> open_touchpanel(Board &board, int flags);
 std::unique_ptr<Device> open_msm_camera(Board &board, int flags);
 std::unique_ptr<Device> open_pmem_adsp(Board &board, int flags);
+std::unique_ptr<Device> open_jpeg_task(Board &board, int flags);
 
 }  // namespace sim

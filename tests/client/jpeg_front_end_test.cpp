@@ -1,0 +1,130 @@
+// The JPEG front end on the board's pmem: one call encodes a snapshot's
+// thumbnail and main picture; the DSP's JPEG task takes the job first, and
+// its file is the software engine's to the byte.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "camera/config/config.h"
+#include "hal/jpeg_encoder.h"
+#include "sim/jpeg_task.h"
+#include "station/board.h"
+
+namespace {
+
+const std::string &board_dir()
+{
+	static const std::string dir = [] {
+		char tmpl[] = "/tmp/ftm-client-XXXXXX";
+		std::string d = ::mkdtemp(tmpl) ? tmpl : "/tmp/ftm-client";
+		station::init_board(d);
+		::setenv("FTM_BOARD", d.c_str(), 1);
+		return d;
+	}();
+	return dir;
+}
+
+std::mutex mutex;
+std::condition_variable cond;
+std::vector<uint8_t> file;
+bool done = false;
+
+void fragment(uint8_t *data, uint32_t size)
+{
+	std::lock_guard lock(mutex);
+	file.insert(file.end(), data, data + size);
+}
+
+void finished(int, uint32_t, uint8_t *, int, uint32_t, uint8_t *)
+{
+	std::lock_guard lock(mutex);
+	done = true;
+	cond.notify_all();
+}
+
+struct picture {
+	int fd = -1;
+	uint8_t *ptr = nullptr;
+	uint32_t bytes = 0;
+	picture(uint32_t w, uint32_t h) : bytes(w * h * 2)
+	{
+		ptr = static_cast<uint8_t *>(cam::do_mmap(bytes, &fd));
+		if (!ptr)
+			return;
+		// Luma gradient, then CrCb pairs at the next word.
+		for (uint32_t y = 0; y < h; ++y)
+			for (uint32_t x = 0; x < w; ++x)
+				ptr[y * w + x] = static_cast<uint8_t>((x * 255 / w + y) & 0xFF);
+		uint8_t *c = ptr + ((w * h + 3) & ~3u);
+		for (uint32_t i = 0; i < w * h / 2; i += 2) {
+			c[i] = static_cast<uint8_t>(96 + i % 64);
+			c[i + 1] = static_cast<uint8_t>(160 - i % 48);
+		}
+	}
+	~picture()
+	{
+		if (ptr)
+			cam::do_munmap(fd, ptr, bytes);
+	}
+};
+
+// Encodes one snapshot through the front end; the file, empty on failure.
+std::vector<uint8_t> encode(bool dsp_present)
+{
+	station::set_board_value(board_dir(), "jpeg_dsp.missing", dsp_present ? "0" : "1");
+	cam::cam_ctrl_dimension_t d{};
+	d.orig_picture_dx = 320;
+	d.orig_picture_dy = 240;
+	d.thumbnail_width = 160;
+	d.thumbnail_height = 112;
+	picture main(320, 240), thumb(160, 112);
+	if (!main.ptr || !thumb.ptr)
+		return {};
+	{
+		std::lock_guard lock(mutex);
+		file.clear();
+		done = false;
+	}
+	EXPECT_EQ(hal::jpeg_encoder_init(), 1);
+	hal::jpeg_encoder_set_callbacks(fragment, finished);
+	EXPECT_EQ(hal::jpeg_encoder_encode("/data", &d, thumb.ptr, thumb.fd, main.ptr, main.fd, nullptr, 0), 1);
+	std::unique_lock lock(mutex);
+	bool ended = cond.wait_for(lock, std::chrono::seconds(30), [] { return done; });
+	lock.unlock();
+	hal::jpeg_encoder_join();
+	EXPECT_TRUE(ended) << "the encoding never finished";
+	return ended ? file : std::vector<uint8_t>{};
+}
+
+TEST(JpegFrontEnd, DspTaskEncodesFirstAndMatchesTheSoftwareEngine)
+{
+	board_dir();
+	uint64_t before = sim::jpeg_task_jobs();
+	std::vector<uint8_t> dsp = encode(true);
+	EXPECT_EQ(sim::jpeg_task_jobs(), before + 2);  // thumbnail and main picture
+	std::vector<uint8_t> sw = encode(false);
+	EXPECT_EQ(sim::jpeg_task_jobs(), before + 2);
+	ASSERT_GT(dsp.size(), 4u);
+	EXPECT_EQ(dsp[0], 0xFF);
+	EXPECT_EQ(dsp[1], 0xD8);
+	EXPECT_EQ(dsp[dsp.size() - 2], 0xFF);
+	EXPECT_EQ(dsp.back(), 0xD9);
+	EXPECT_TRUE(dsp == sw) << "DSP file " << dsp.size() << " bytes, software file " << sw.size();
+}
+
+TEST(JpegFrontEnd, MainQualityTakesAtMostAHundred)
+{
+	EXPECT_TRUE(hal::jpeg_encoder_setMainImageQuality(100));
+	EXPECT_FALSE(hal::jpeg_encoder_setMainImageQuality(101));
+	EXPECT_TRUE(hal::jpeg_encoder_setMainImageQuality(75));
+}
+
+}  // namespace
