@@ -36,6 +36,8 @@ namespace {
 using namespace jpeg;
 
 std::atomic<uint64_t> jobs{0};
+std::mutex last_mutex;
+std::array<uint8_t, JPEG_DSP_CFG_BYTES> last_config{};
 constexpr auto ENCODE_LIMIT = std::chrono::seconds(20);
 constexpr auto CONSUME_LIMIT = std::chrono::seconds(2);
 
@@ -130,6 +132,8 @@ private:
 				return -1;
 			}
 			std::memcpy(config_.data(), data, config_.size());
+			std::lock_guard last(last_mutex);
+			last_config = config_;
 			return 0;
 		}
 		if (cmd->queue != JPEG_DSP_ACTION_QUEUE) {
@@ -305,6 +309,12 @@ private:
 }  // namespace
 
 uint64_t jpeg_task_jobs() { return jobs; }
+
+std::array<uint8_t, 624> jpeg_task_last_config()
+{
+	std::lock_guard lock(last_mutex);
+	return last_config;
+}
 
 std::unique_ptr<Device> open_jpeg_task(Board &board, int)
 {

@@ -17,20 +17,11 @@
 #include "hal/jpeg_encoder.h"
 #include "sim/jpeg_task.h"
 #include "station/board.h"
+#include "unit_board.h"
 
 namespace {
 
-const std::string &board_dir()
-{
-	static const std::string dir = [] {
-		char tmpl[] = "/tmp/ftm-client-XXXXXX";
-		std::string d = ::mkdtemp(tmpl) ? tmpl : "/tmp/ftm-client";
-		station::init_board(d);
-		::setenv("FTM_BOARD", d.c_str(), 1);
-		return d;
-	}();
-	return dir;
-}
+const std::string &board_dir() { return clienttest::unit_board(); }
 
 std::mutex mutex;
 std::condition_variable cond;
