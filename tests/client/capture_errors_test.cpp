@@ -13,6 +13,8 @@ struct fault {
 	const char *answer;
 };
 
+void PrintTo(const fault &f, std::ostream *os) { *os << f.name; }
+
 class CaptureFault : public ::testing::TestWithParam<fault> {};
 
 TEST_P(CaptureFault, AnswersItsCodeAndRecovers)
