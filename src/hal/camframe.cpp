@@ -95,8 +95,6 @@ void camframe_reset()
 	camframe.is_camframe_fb_thread_ready = 0;
 	camframe.camframe_callback = nullptr;
 	camframe.dump_to_file_flag = 0;
-	camframe.frames_blitted = 0;
-	camframe.pans = 0;
 }
 
 void camframe_fb_thread()
@@ -136,7 +134,6 @@ void camframe_fb_thread()
 			std::fprintf(stderr, "cam_frame_fb_thread: FBIOPAN_DISPLAY returns %d\n", rc);
 			if (rc < 0)
 				std::fputs("FBIOPAN_DISPLAY: Failed\n", stderr);
-			++camframe.pans;
 		}
 	}
 	// The descriptor outlives the thread: the next launch opens its own,
@@ -200,7 +197,6 @@ void test_app_camframe_callback(msm_frame *frame)
 	if (plat::ioctl(camframe.fb_fd, MSMFB_BLIT, &yuv) < 0)
 		std::fprintf(stderr, "MSM_FBIOBLT failed! line=%d\n", 168);
 	std::fprintf(stderr, "Profiling: MSMFB_BLIT takes %ld microseconds\n", static_cast<long>(now_us() - t1));
-	++camframe.frames_blitted;
 	notify_camframe_fb_thread();
 }
 

@@ -31,9 +31,6 @@ struct camframe_globals {
 	std::condition_variable camframe_fb_cond;
 	void (*camframe_callback)(cam::msm_frame *frame) = nullptr;
 	int dump_to_file_flag = 0;
-	// Counters a test reads: frames shown and pans done.
-	std::atomic<uint32_t> frames_blitted{0};
-	std::atomic<uint32_t> pans{0};
 };
 extern camframe_globals camframe;
 

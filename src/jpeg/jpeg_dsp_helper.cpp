@@ -1,6 +1,7 @@
 #include "jpeg/jpeg_dsp_helper.h"
 
 #include <array>
+#include <chrono>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -77,7 +78,8 @@ int jpeg_dsp_helper_init(jpeg_dsp_helper_t *h, void *user, jpeg_dsp_event_handle
 	h->state = JPEG_DSP_HELPER_RUNNING;
 	std::unique_lock lock(h->mutex);
 	h->listener = std::thread(jpeg_dsp_event_listener, h);
-	h->cond.wait(lock, [h] { return h->listening; });
+	// The listener signals as its first act; the bound only guards the wait.
+	h->cond.wait_for(lock, std::chrono::seconds(2), [h] { return h->listening; });
 	return JPEGERR_SUCCESS;
 }
 
