@@ -39,7 +39,8 @@ void Kernel::reset()
 	free_.clear();
 	done_.clear();
 	stats_free_.clear();
-	stats_on_ = stats_256_ = false;
+	af_free_.clear();
+	stats_on_ = stats_256_ = af_on_ = false;
 	stats_frame_ = 0;
 	picture_ready_ = false;
 	axi_size_ = {};
@@ -183,6 +184,7 @@ int Kernel::get_stats(stats_event_t *event)
 				render(PMEM_PREVIEW, axi_size_[2], axi_size_[3]);
 				events_.push_back(Event{RESP_VFE, nullptr, 0, 7, {}});  // a frame of output 2
 				statistics();
+				focus_statistics();
 				continue;
 			}
 			until = std::min(until, std::chrono::steady_clock::now() + std::chrono::milliseconds(next_frame_ms_ - now));

@@ -106,6 +106,7 @@ private:
 	void render(uint32_t type, uint32_t w, uint32_t h);
 	// Statistics of the scene for 3A, while the VFE has them enabled.
 	void statistics();
+	void focus_statistics();
 	int release_stats(const cam::msm_stats_buf *buf);
 	void frame_signal();
 
@@ -113,7 +114,9 @@ private:
 	std::vector<Buffer> buffers_;
 	std::deque<size_t> free_, done_;  // preview buffers by index
 	std::deque<size_t> stats_free_;   // statistics buffers the DSP may fill
+	std::deque<size_t> af_free_;
 	bool stats_on_ = false;
+	bool af_on_ = false;
 	bool stats_256_ = false;  // 16 x 16 regions, else 8 x 8
 	uint32_t stats_frame_ = 0;
 	bool picture_ready_ = false;

@@ -132,8 +132,10 @@ int Kernel::vfe_command(unsigned long request, const vfe_cfg_cmd_t *cfg)
 			stats_on_ = cfg->cmd_type == 14 && (b[4] & 1);
 			stats_256_ = (b[4] & 0x80) != 0;
 		}
+		if (cfg->cmd_type == 15 && number == 16 && b.size() > 4)
+			af_on_ = (b[4] & 1) != 0;  // af_enable
 		if (number == 0)
-			stats_on_ = false;  // a reset clears the statistics set-up
+			stats_on_ = af_on_ = false;  // a reset clears the statistics set-up
 		dsp_answer(command->queue, number, b);
 	}
 	return 0;

@@ -45,7 +45,10 @@ int Kernel::pmem(unsigned long request, const msm_pmem_info *info)
 		free_.clear();
 		done_.clear();
 		stats_free_.clear();
+		af_free_.clear();
 		for (size_t i = 0; i < buffers_.size(); ++i) {
+			if (buffers_[i].type == PMEM_AF)
+				af_free_.push_back(i);
 			if (buffers_[i].type == PMEM_PREVIEW)
 				free_.push_back(i);
 			if (buffers_[i].type == PMEM_AEC_AWB)
@@ -63,6 +66,8 @@ int Kernel::pmem(unsigned long request, const msm_pmem_info *info)
 		free_.push_back(buffers_.size() - 1);
 	if (info->type == PMEM_AEC_AWB && info->active)
 		stats_free_.push_back(buffers_.size() - 1);
+	if (info->type == PMEM_AF && info->active)
+		af_free_.push_back(buffers_.size() - 1);
 	return 0;
 }
 
@@ -145,12 +150,45 @@ void Kernel::statistics()
 	events_.push_back(Event{RESP_VFE, nullptr, 0, 9, std::move(raw)});  // VFE_STATS_WB_EXP
 }
 
+// Focus values of sixteen windows in the centre of the frame, one entry
+// each: the window number in the high byte, the value in the low 16 bits.
+void Kernel::focus_statistics()
+{
+	uint32_t w = axi_size_[2], h = axi_size_[3];
+	if (!af_on_ || af_free_.empty() || w < 16 || h < 16)
+		return;
+	size_t index = af_free_.front();
+	Buffer &b = buffers_[index];
+	constexpr size_t bytes = 4 + 16 * 4;
+	if (pmem_bytes_from(b.vaddr) < bytes)
+		return;
+	af_free_.pop_front();
+	std::array<uint32_t, 17> out{};
+	out[0] = ++stats_frame_;
+	for (uint32_t win = 0; win < 16; ++win) {
+		uint32_t x0 = w / 4 + (win % 4) * (w / 8), y0 = h / 4 + (win / 4) * (h / 8);
+		uint64_t sharp = 0;
+		for (uint32_t y = y0; y < y0 + h / 8; y += 4)
+			for (uint32_t x = x0; x < x0 + w / 8; ++x) {  // up to the next window's first pixel
+				int d = scene_at(x + 1, y, w, h).y - scene_at(x, y, w, h).y;
+				sharp += static_cast<uint64_t>(d < 0 ? -d : d);
+			}
+		out[1 + win] = win << 24 | static_cast<uint32_t>(std::min<uint64_t>(sharp, 0xFFFF));
+	}
+	std::memcpy(b.vaddr, out.data(), bytes);
+	vfe_stats_msg_t body{0, b.vaddr, b.fd};
+	std::vector<uint8_t> raw(sizeof body);
+	std::memcpy(raw.data(), &body, sizeof body);
+	events_.push_back(Event{RESP_VFE, nullptr, 0, 8, std::move(raw)});  // VFE_STATS_AUTOFOCUS
+}
+
 int Kernel::release_stats(const msm_stats_buf *buf)
 {
 	for (size_t i = 0; i < buffers_.size(); ++i)
 		if (buffers_[i].type == (buf->type == 0 ? PMEM_AEC_AWB : PMEM_AF) && buffers_[i].fd == buf->fd) {
-			if (std::find(stats_free_.begin(), stats_free_.end(), i) == stats_free_.end() && buf->type == 0)
-				stats_free_.push_back(i);
+			auto &queue = buf->type == 0 ? stats_free_ : af_free_;
+			if (std::find(queue.begin(), queue.end(), i) == queue.end())
+				queue.push_back(i);
 			return 0;
 		}
 	errno = EINVAL;

@@ -9,6 +9,7 @@
 #include <array>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fcntl.h>
 #include <map>
 #include <string>
@@ -35,6 +36,11 @@ inline const std::string &board_dir()
 		station::init_board(d);
 		station::set_board_value(d, "time.scale", "0.01");
 		::setenv("FTM_BOARD", d.c_str(), 1);
+		static std::string remove_at_exit = d;
+		std::atexit([] {
+			std::error_code ignored;
+			std::filesystem::remove_all(remove_at_exit, ignored);
+		});
 		return d;
 	}();
 	return dir;

@@ -210,3 +210,47 @@ TEST_F(Frames, StatisticsOfTheSceneWhileEnabled)
 
 }  // namespace
 }  // namespace camtest
+
+namespace camtest {
+namespace {
+
+using namespace cam;
+
+TEST_F(Frames, FocusStatisticsWhileEnabledAndNotAfterStop)
+{
+	PmemBuffer &af = map(4228);
+	ASSERT_EQ(reg(af, PMEM_AF, 0, 0), 0);
+	dimension(1280, 960);
+	start_preview();
+	vfe_rec<56> record = VFE_DefaultStatsAutofocusCfgCmd;
+	record.set(4, 0, 1, 1);  // af_enable
+	vfe_command_t command{VFE_QUEUE_CMD, 56, record.data()};
+	vfe_cfg_cmd_t cfg{VFE_STATS_AF, 8, 0, &command};
+	ASSERT_EQ(plat::ioctl(fd_, MSM_CAM_IOCTL_VFE_COMMAND, &cfg), 0);
+	auto released = [&] {
+		auto log = kernel().log();
+		return std::count_if(log.begin(), log.end(), [](auto &r) {
+			return r.request == MSM_CAM_IOCTL_RELEASE_STATS_BUFFER && r.number == 1;
+		});
+	};
+	for (int spins = 0; spins < 500 && released() < 2; ++spins)
+		std::this_thread::sleep_for(std::chrono::milliseconds(2));
+	ASSERT_GE(released(), 2);  // one buffer, filled again after each release
+	// Each entry holds its window's number in the high byte.
+	std::array<uint32_t, 17> got{};
+	std::memcpy(got.data(), af.addr, sizeof got);
+	for (uint32_t win = 0; win < 16; ++win)
+		EXPECT_EQ(got[1 + win] >> 24, win);
+	// The bars of the 800-wide frame are 100 pixels wide and so are the
+	// windows: each window's right edge meets a bar edge, where the luma
+	// steps (white 180 to yellow 162 and so on).
+	EXPECT_EQ(got[1] & 0xFFFF, (131u - 112u) * 15);  // cyan to green, 15 sampled lines
+	EXPECT_EQ(got[2] & 0xFFFF, (112u - 84u) * 15);   // green to magenta
+	stop_preview();
+	auto before = released();
+	EXPECT_EQ(send(CAMERA_SET_PARM_PREVIEW_MODE, 1).status, 1);
+	EXPECT_EQ(released(), before);  // no frames, no statistics
+}
+
+}  // namespace
+}  // namespace camtest
