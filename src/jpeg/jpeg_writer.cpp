@@ -154,6 +154,10 @@ void jpegw_configure(jpeg_writer_t *w, const jpege_src_t *source, const jpege_ds
 			exif_destroy(&w->exif_info);
 		w->exif_info = *p_exif;
 		w->owns_exif = 0;
+	} else if ((!p_exif || !*p_exif) && !w->owns_exif) {
+		// A client's store is borrowed for one picture only: it may be gone
+		// by the next, which then gets a store of the writer's own.
+		w->exif_info = nullptr;
 	}
 }
 

@@ -83,6 +83,8 @@ int jpege_set_source(jpege_obj_handle obj, const jpege_src_t *source);
 int jpege_set_destination(jpege_obj_handle obj, const jpege_dst_t *dest);
 int jpege_start(jpege_obj_handle obj, const jpege_cfg_t *cfg, exif_info_obj_t *p_exif);
 int jpege_abort(jpege_obj_handle obj);
+// Aborts and waits for the engine's threads: not to be called from the
+// encoder's own event or output handler.
 void jpege_destroy(jpege_obj_handle *p_handle);
 
 int jpege_validate_image_data(const jpege_img_data_t *img);

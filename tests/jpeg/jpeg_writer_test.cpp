@@ -298,3 +298,26 @@ TEST(JpegWriter, JfifForms)
 	EXPECT_TRUE(d.ok) << d.message;
 	EXPECT_EQ(d.warnings, 0);
 }
+
+TEST(JpegWriter, ClientStoreIsBorrowedForOnePicture)
+{
+	jpeg::jpege_obj_handle enc = nullptr;
+	ASSERT_EQ(jpeg::jpege_init(&enc, jc::on_event), 0);
+	yuv_image img = make_picture(16, 16, jpeg::YCRCBLP_H2V2);
+	jc::options opt;
+	opt.encoder = enc;
+	{
+		exif_store s;
+		s.set(0x21010F, jpeg::EXIF_ASCII, 6, "Maker");
+		opt.exif = s.obj;
+		jc::result with = run(img, opt);
+		parsed q = parse(with.bytes);
+		EXPECT_EQ(q.t.ascii(q.ifd0.at(0x010F)), "Maker");
+	}
+	// The client's store is gone: the next picture carries the defaults.
+	opt.exif = nullptr;
+	jc::result r = run(img, opt);
+	parsed p = parse(r.bytes);
+	EXPECT_EQ(p.t.ascii(p.ifd0.at(0x010F)), "SOC-AA");
+	jpeg::jpege_destroy(&enc);
+}
