@@ -28,8 +28,16 @@ std::condition_variable cond;
 std::vector<uint8_t> file;
 bool done = false;
 
+// A second encoding asked for from inside the first one's output.
+const cam::cam_ctrl_dimension_t *again_dimension = nullptr;
+int again_result = -1;
+
 void fragment(uint8_t *data, uint32_t size)
 {
+	if (again_dimension) {
+		again_result = hal::jpeg_encoder_encode("/data", again_dimension, data, 0, data, 0, nullptr, 0);
+		again_dimension = nullptr;
+	}
 	std::lock_guard lock(mutex);
 	file.insert(file.end(), data, data + size);
 }
@@ -68,7 +76,7 @@ struct picture {
 };
 
 // Encodes one snapshot through the front end; the file, empty on failure.
-std::vector<uint8_t> encode(bool dsp_present)
+std::vector<uint8_t> encode(bool dsp_present, const uint32_t *scaling = nullptr, bool ask_again = false)
 {
 	station::set_board_value(board_dir(), "jpeg_dsp.missing", dsp_present ? "0" : "1");
 	cam::cam_ctrl_dimension_t d{};
@@ -85,8 +93,10 @@ std::vector<uint8_t> encode(bool dsp_present)
 		done = false;
 	}
 	EXPECT_EQ(hal::jpeg_encoder_init(), 1);
+	again_result = -1;
+	again_dimension = ask_again ? &d : nullptr;
 	hal::jpeg_encoder_set_callbacks(fragment, finished);
-	EXPECT_EQ(hal::jpeg_encoder_encode("/data", &d, thumb.ptr, thumb.fd, main.ptr, main.fd, nullptr, 0), 1);
+	EXPECT_EQ(hal::jpeg_encoder_encode("/data", &d, thumb.ptr, thumb.fd, main.ptr, main.fd, scaling, 0), 1);
 	std::unique_lock lock(mutex);
 	bool ended = cond.wait_for(lock, std::chrono::seconds(30), [] { return done; });
 	lock.unlock();
@@ -109,6 +119,31 @@ TEST(JpegFrontEnd, DspTaskEncodesFirstAndMatchesTheSoftwareEngine)
 	EXPECT_EQ(dsp[dsp.size() - 2], 0xFF);
 	EXPECT_EQ(dsp.back(), 0xD9);
 	EXPECT_TRUE(dsp == sw) << "DSP file " << dsp.size() << " bytes, software file " << sw.size();
+}
+
+TEST(JpegFrontEnd, ASecondEncodingDuringTheFirstIsRefused)
+{
+	board_dir();
+	std::vector<uint8_t> f = encode(true, nullptr, true);
+	EXPECT_EQ(again_result, 0);
+	EXPECT_GT(f.size(), 4u);
+}
+
+uint32_t u16(const std::array<uint8_t, 624> &m, size_t off) { return m[off] | m[off + 1] << 8; }
+
+TEST(JpegFrontEnd, ScalingOnlyWithAllEightWordsSet)
+{
+	board_dir();
+	const uint32_t half[8] = {1, 2, 1, 2, 1, 1, 1, 1};
+	encode(true, half);
+	auto m = sim::jpeg_task_last_config();  // the main picture's, sent last
+	EXPECT_EQ(u16(m, 360), 160u);           // input width: half of 320
+	EXPECT_EQ(u16(m, 362), 0x8000u | 120u);  // input height, scaling on
+	EXPECT_EQ(u16(m, 364), 80u);            // centred
+	const uint32_t one_zero[8] = {1, 2, 1, 2, 1, 1, 1, 0};
+	encode(true, one_zero);
+	m = sim::jpeg_task_last_config();
+	EXPECT_EQ(u16(m, 362) & 0x8000u, 0u);
 }
 
 TEST(JpegFrontEnd, MainQualityTakesAtMostAHundred)
