@@ -197,7 +197,8 @@ private:
 		e->msg_id = ev.id;
 		e->flag = 1;
 		uint32_t bytes = std::min<uint32_t>(static_cast<uint32_t>(ev.words.size() * 4), e->size);
-		std::memcpy(e->data, ev.words.data(), bytes);
+		if (bytes)
+			std::memcpy(e->data, ev.words.data(), bytes);
 		e->size = bytes;
 		return 0;
 	}

@@ -45,7 +45,7 @@ TEST(CameraCapture, CyclesHoldNoMoreDescriptorsThreadsOrMappings)
 		clienttest::held now = clienttest::what_daemon_holds(pid);
 		if (round == 0)
 			first = now;
-		EXPECT_EQ(now.fds, first.fds);
+		EXPECT_EQ(now.fds, first.fds) << clienttest::fd_names(pid);
 		EXPECT_EQ(now.threads, first.threads);
 		EXPECT_EQ(now.maps, first.maps);
 	}
