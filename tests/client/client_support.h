@@ -96,16 +96,19 @@ inline std::string fd_names(pid_t pid)
 	return out;
 }
 
-// Descriptors that stay: the pipes of the log step's shell come and go
-// around every command and are not the camera's.
+// The log step after each command runs a shell through a pipe and opens
+// the kernel log for a moment: wait (a bounded while) until it is over, so
+// that only what stays is counted.
 inline size_t lasting_fds(pid_t pid)
 {
-	size_t n = 0;
 	std::string names = fd_names(pid);
+	for (int i = 0; i < 500 && names.find("pipe:") != std::string::npos; ++i) {
+		::usleep(10000);
+		names = fd_names(pid);
+	}
+	size_t n = 0;
 	for (size_t at = 0; (at = names.find('\n', at)) != std::string::npos; ++at)
 		++n;
-	for (size_t at = 0; (at = names.find("pipe:", at)) != std::string::npos; ++at)
-		--n;
 	return n;
 }
 
