@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 
 #include "station/board.h"
@@ -16,6 +17,11 @@ inline const std::string &unit_board()
 		std::string d = ::mkdtemp(tmpl) ? tmpl : "/tmp/ftm-client";
 		station::init_board(d);
 		::setenv("FTM_BOARD", d.c_str(), 1);
+		static std::string to_remove = d;
+		std::atexit([] {
+			std::error_code ec;
+			std::filesystem::remove_all(to_remove, ec);
+		});
 		return d;
 	}();
 	return dir;
