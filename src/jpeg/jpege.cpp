@@ -1,12 +1,13 @@
 // The encoder object: validation, configuration, engine choice, and the
 // thumbnail -> header -> main image sequence driven by engine events.
 #include "jpeg/jpege.h"
+#include "jpeg/jpege_engine_dsp.h"
 
 #include <cstdio>
 
 namespace jpeg {
 
-jpege_engine_profile_t jpege_engine_dsp_profile{nullptr, "Jpeg DSP Encode Engine"};
+jpege_engine_profile_t jpege_engine_dsp_profile{jpege_engine_dsp_create, "Jpeg DSP Encode Engine"};
 
 namespace {
 

@@ -49,8 +49,8 @@ struct jpege_engine_profile_t {
 	jpege_engine_create_t create;  // null: the engine is not built in
 	const char *name;
 };
-// The DSP engine joins with the camera stack; until its create function is
-// set here every job falls to software (or fails where only the DSP will do).
+// The DSP engine refuses what its task cannot take (memory without a
+// physical address, formats it lacks); the encoder then falls back.
 extern jpege_engine_profile_t jpege_engine_dsp_profile;
 extern const jpege_engine_profile_t jpege_engine_sw_profile;
 

@@ -66,4 +66,9 @@ time_t time(time_t *t);
 // Monotonic milliseconds, for bounded waits on hardware.
 int64_t now_ms();
 
+// Zeroed heap blocks; the board may refuse some (sim: mem.fail_sizes), so a
+// test reaches the out-of-memory paths. Free with mem_free.
+void *mem_alloc(size_t n);
+void mem_free(void *p);
+
 }  // namespace plat

@@ -57,6 +57,30 @@ bool Kernel::failing(const char *operation)
 	return list.find("," + std::string(operation) + ",") != std::string::npos;
 }
 
+bool Kernel::refused(uint16_t type)
+{
+	uint32_t n = 0;
+	{
+		std::lock_guard lock(mutex_);
+		n = type < ctrl_counts_.size() ? ++ctrl_counts_[type] : 0;
+	}
+	std::string name = "ctrl_" + std::to_string(type);
+	return failing(name.c_str()) || failing((name + ":" + std::to_string(n)).c_str());
+}
+
+void Kernel::opened()
+{
+	std::lock_guard lock(mutex_);
+	if (opens_++ == 0)
+		ctrl_counts_ = {};
+}
+
+void Kernel::closed()
+{
+	std::lock_guard lock(mutex_);
+	--opens_;
+}
+
 void Kernel::record(Recorded r) { log_.push_back(std::move(r)); }
 
 int Kernel::control(ctrl_cmd_t *cmd, uint32_t resptype)
@@ -68,6 +92,12 @@ int Kernel::control(ctrl_cmd_t *cmd, uint32_t resptype)
 	// The configuration thread's value buffer holds 512 bytes.
 	if (cmd->length > CTRL_VALUE_MAX || (cmd->length && !cmd->value)) {
 		errno = cmd->length > CTRL_VALUE_MAX ? EINVAL : EFAULT;
+		return -1;
+	}
+	if (refused(cmd->type)) {
+		// The driver refuses the command: it never reaches cam_conf.
+		cmd->status = 0;
+		errno = EIO;
 		return -1;
 	}
 	auto pending = std::make_shared<Pending>();

@@ -61,6 +61,10 @@ public:
 	uint64_t stats_calls();
 	// Readable while a finished frame waits for MSM_CAM_IOCTL_GETFRAME.
 	int frame_fd();
+	// Handles on the driver: the first open starts a session, in which
+	// control commands are counted by type for camera.fail's "ctrl_T:N".
+	void opened();
+	void closed();
 
 private:
 	struct Pending {
@@ -84,6 +88,8 @@ private:
 	void dsp_answer(uint16_t queue, uint32_t number, const std::vector<uint8_t> &record);
 	void dsp_message(uint16_t id, int copies = 1);
 	bool failing(const char *operation);
+	// A control command that camera.fail names by type (ctrl_T) or by type and count (ctrl_T:N).
+	bool refused(uint16_t type);
 	void record(Recorded r);
 	void deliver(const Event &e, cam::stats_event_t *event);
 	// Frames: buffers the client registered, filled by the DSP.
@@ -131,6 +137,8 @@ private:
 	uint32_t led_state_ = 0;
 	int waiting_ = 0;  // configuration threads blocked in GET_STATS
 	uint64_t stats_calls_ = 0;
+	int opens_ = 0;
+	std::array<uint32_t, 64> ctrl_counts_{};
 };
 
 }  // namespace sim::camera

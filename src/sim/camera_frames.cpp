@@ -230,6 +230,10 @@ int Kernel::release_frame(const msm_frame *frame)
 
 int Kernel::get_picture(ctrl_cmd_t *cmd)
 {
+	if (failing("get_picture")) {
+		errno = EIO;
+		return -1;
+	}
 	std::unique_lock lock(mutex_);
 	auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(std::max<uint32_t>(1, cmd->timeout_ms));
 	if (!changed_.wait_until(lock, deadline, [&] { return picture_ready_; })) {

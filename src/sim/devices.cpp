@@ -25,6 +25,9 @@ constexpr std::array device_table = {
 	DeviceEntry{"/dev/ftm_smd", open_ftm_smd},
 	DeviceEntry{"/dev/msm_camera0", open_msm_camera},
 	DeviceEntry{"/dev/pmem_adsp", open_pmem_adsp},
+	DeviceEntry{"/dev/msm_camera0", open_msm_camera},
+	DeviceEntry{"/dev/pmem_adsp", open_pmem_adsp},
+	DeviceEntry{"/dev/adsp/JPEGTASK", open_jpeg_task},
 };
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include <linux/fb.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <vector>
 
 #include "sim/board.h"
 #include "sim/models.h"
@@ -125,8 +126,9 @@ private:
 		return v;
 	}
 
-	// Checks the request list the way the driver does; the pixels come from
-	// pmem, which the board does not model here, so nothing is copied.
+	// Checks the request list the way the driver does, then copies each
+	// request whose source is a two-plane YCbCr 4:2:0 picture named by its
+	// pmem descriptor onto the panel, scaled by nearest pixel.
 	int blit(uintptr_t arg)
 	{
 		uint32_t count = 0;
@@ -135,8 +137,9 @@ private:
 			errno = EINVAL;
 			return -1;
 		}
+		std::vector<mdp_blit_req> reqs(count);
 		for (uint32_t i = 0; i < count; ++i) {
-			mdp_blit_req req;
+			mdp_blit_req &req = reqs[i];
 			std::memcpy(&req, reinterpret_cast<const uint8_t *>(arg) + 4 + i * sizeof req, sizeof req);
 			const mdp_rect &d = req.dst_rect;
 			if (d.x + d.w > static_cast<uint32_t>(panel_.width) || d.y + d.h > static_cast<uint32_t>(panel_.height)) {
@@ -144,7 +147,48 @@ private:
 				return -1;
 			}
 		}
+		for (const mdp_blit_req &req : reqs)
+			copy_ycbcr(req);
 		return 0;
+	}
+
+	void copy_ycbcr(const mdp_blit_req &req)
+	{
+		constexpr uint32_t kYCbCrH2V2 = 2;
+		const mdp_img &s = req.src;
+		const mdp_rect &sr = req.src_rect, &dr = req.dst_rect;
+		if (s.format != kYCbCrH2V2 || panel_.bpp != 16 || s.width == 0 || s.height == 0 || s.width > 4096 ||
+		    s.height > 4096 || sr.w == 0 || sr.h == 0 || sr.x + sr.w > s.width || sr.y + sr.h > s.height)
+			return;
+		size_t luma = size_t{s.width} * s.height;
+		std::vector<uint8_t> src(luma + luma / 2);
+		if (::pread(s.memory_id, src.data(), src.size(), s.offset) != static_cast<ssize_t>(src.size()))
+			return;  // not a pmem descriptor, or too short: nothing to show
+		std::vector<uint8_t> row(size_t{dr.w} * 2);
+		for (uint32_t y = 0; y < dr.h; ++y) {
+			uint32_t sy = sr.y + y * sr.h / dr.h;
+			for (uint32_t x = 0; x < dr.w; ++x) {
+				uint32_t sx = sr.x + x * sr.w / dr.w;
+				const uint8_t *c = &src[luma + size_t{sy / 2} * s.width + (sx & ~1u)];
+				uint16_t v = rgb565(src[size_t{sy} * s.width + sx], c[0], c[1]);
+				row[size_t{x} * 2] = static_cast<uint8_t>(v);
+				row[size_t{x} * 2 + 1] = static_cast<uint8_t>(v >> 8);
+			}
+			off_t at = static_cast<off_t>((size_t{dr.y + y} * static_cast<size_t>(panel_.width) + dr.x) * 2);
+			if (::pwrite(fd_, row.data(), row.size(), at) != static_cast<ssize_t>(row.size()))
+				return;
+		}
+	}
+
+	// BT.601 studio range to the panel's 5-6-5.
+	static uint16_t rgb565(int y, int cb, int cr)
+	{
+		double l = 1.164 * (y - 16);
+		auto clamp = [](double v) { return v < 0 ? 0 : v > 255 ? 255 : static_cast<int>(v + 0.5); };
+		int r = clamp(l + 1.596 * (cr - 128));
+		int g = clamp(l - 0.392 * (cb - 128) - 0.813 * (cr - 128));
+		int b = clamp(l + 2.017 * (cb - 128));
+		return static_cast<uint16_t>((r >> 3) << 11 | (g >> 2) << 5 | (b >> 3));
 	}
 
 	panel_geometry panel_;

@@ -22,5 +22,8 @@ std::unique_ptr<Device> open_flashled(Board &board, int flags);
 std::unique_ptr<Device> open_ftm_smd(Board &board, int flags);
 std::unique_ptr<Device> open_msm_camera(Board &board, int flags);
 std::unique_ptr<Device> open_pmem_adsp(Board &board, int flags);
+std::unique_ptr<Device> open_msm_camera(Board &board, int flags);
+std::unique_ptr<Device> open_pmem_adsp(Board &board, int flags);
+std::unique_ptr<Device> open_jpeg_task(Board &board, int flags);
 
 }  // namespace sim

@@ -1,9 +1,14 @@
-// /dev/pmem_adsp: physically contiguous memory shared with the DSP. Here
-// each mapping is shared anonymous memory, so the daemon's plain munmap
-// releases it as on the phone.
+// /dev/pmem_adsp: physically contiguous memory shared with the DSP. Each
+// open is a memory file, so the descriptor itself names the memory (the
+// framebuffer's blit reads a frame by its pmem descriptor, as the MDP does)
+// and the daemon's plain munmap releases a mapping as on the phone. Each
+// region gets a made-up physical address for PMEM_GET_PHYS, which the
+// simulated DSP tasks translate back.
 #include <cstdint>
 #include <cstdio>
 #include <mutex>
+#include <sys/mman.h>
+#include <unistd.h>
 #include <vector>
 
 #include "platform/pmem.h"
@@ -15,51 +20,72 @@ namespace sim {
 
 namespace {
 
+using plat::PMEM_GET_PHYS;
+using plat::pmem_region;
+constexpr uint32_t PHYS_BASE = 0x10000000;
+
 std::mutex sizes_mutex;
 std::vector<size_t> sizes;
 struct Mapping {
 	const uint8_t *base;
 	size_t len;
+	uint32_t phys;
 };
-std::vector<Mapping> mappings;  // the camera's DSP writes only inside these
+std::vector<Mapping> mappings;  // the DSP writes only inside these
+uint32_t next_phys = PHYS_BASE;
 
 class Pmem : public Device {
 public:
-	// The DSP is told a physical address; here it is the mapping's address
-	// folded into a 32-bit bus range, stable for the life of the mapping.
-	int ioctl(unsigned long request, uintptr_t arg) override
+	Pmem() : memory_(::memfd_create("pmem_adsp", MFD_CLOEXEC)) {}
+	~Pmem() override
 	{
-		if (request != plat::PMEM_GET_PHYS || base_ == 0 || arg == 0) {
-			errno = EINVAL;
-			return -1;
-		}
-		auto *region = reinterpret_cast<plat::pmem_region *>(arg);
-		region->offset = 0x20000000ul | (base_ & 0x0FFFF000ul);
-		region->len = len_;
-		return 0;
+		if (memory_ >= 0)
+			::close(memory_);
 	}
+	Pmem(const Pmem &) = delete;
+	Pmem &operator=(const Pmem &) = delete;
+
+	int stream_fd() override { return memory_; }
 
 	void *mmap(size_t len, int prot, int flags, off_t off) override
 	{
-		if (off != 0 || len == 0 || Board::get().num("pmem.fail_mmap", 0)) {
+		long most = Board::get().num("pmem.max_mmap", 0);  // 0: no limit
+		if (off != 0 || len == 0 || Board::get().num("pmem.fail_mmap", 0) || (most > 0 && len > size_t(most)) ||
+		    memory_ < 0 || ::ftruncate(memory_, static_cast<off_t>(len)) != 0) {
 			errno = EINVAL;
 			return MAP_FAILED;
 		}
-		void *p = ::mmap(nullptr, len, prot, (flags & ~MAP_PRIVATE) | MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+		void *p = ::mmap(nullptr, len, prot, (flags & ~MAP_PRIVATE) | MAP_SHARED, memory_, 0);
 		if (p != MAP_FAILED) {
 			std::lock_guard lock(sizes_mutex);
 			sizes.push_back(len);
 			auto *b = static_cast<const uint8_t *>(p);
 			std::erase_if(mappings, [&](const Mapping &m) { return m.base < b + len && b < m.base + m.len; });
-			mappings.push_back({static_cast<const uint8_t *>(p), len});
-			base_ = reinterpret_cast<uintptr_t>(p);
+			phys_ = next_phys;
+			next_phys += static_cast<uint32_t>((len + 0xFFFFF) & ~size_t{0xFFFFF});
+			if (next_phys < PHYS_BASE)
+				next_phys = PHYS_BASE;  // wrapped: addresses are only names
+			mappings.push_back({b, len, phys_});
 			len_ = len;
 		}
 		return p;
 	}
 
+	int ioctl(unsigned long request, uintptr_t arg) override
+	{
+		if (request != PMEM_GET_PHYS || !arg || !len_) {
+			errno = request == PMEM_GET_PHYS ? EINVAL : ENOTTY;
+			return -1;
+		}
+		auto *region = reinterpret_cast<pmem_region *>(arg);
+		region->offset = phys_;
+		region->len = len_;
+		return 0;
+	}
+
 private:
-	uintptr_t base_ = 0;
+	int memory_;
+	uint32_t phys_ = 0;
 	size_t len_ = 0;
 };
 
@@ -79,6 +105,15 @@ size_t pmem_bytes_from(const void *p)
 		if (b >= m.base && b < m.base + m.len)
 			return static_cast<size_t>(m.base + m.len - b);
 	return 0;
+}
+
+uint8_t *pmem_host_address(uint32_t phys, size_t n)
+{
+	std::lock_guard lock(sizes_mutex);
+	for (const Mapping &m : mappings)
+		if (phys >= m.phys && size_t{phys - m.phys} + n <= m.len)
+			return const_cast<uint8_t *>(m.base) + (phys - m.phys);
+	return nullptr;
 }
 
 void pmem_clear_log()

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
+#include <cstring>
 #include <mutex>
 #include <optional>
 #include <vector>
@@ -100,23 +101,40 @@ inline void on_event(void *user, int event, const char *)
 	}
 }
 
-// Library buffers over an image's planes, released with the holder.
+// Library buffers over an image's planes, released with the holder. For an
+// encoding that may go to the DSP the planes are copied into pmem, which
+// the DSP can address; without pmem they stay on the heap (and the DSP
+// refuses them).
 struct image_buffers {
 	jpeg::jpege_img_data_t data{};
 	jpeg::jpeg_buffer_t luma = nullptr, chroma = nullptr;
-	image_buffers(const yuv_image &img)
+	image_buffers(const yuv_image &img, bool want_pmem = false)
 	{
 		jpeg::jpeg_buffer_init(&luma);
 		jpeg::jpeg_buffer_init(&chroma);
-		auto *l = const_cast<uint8_t *>(img.luma.data());
-		auto *c = const_cast<uint8_t *>(img.chroma.data());
-		jpeg::jpeg_buffer_use_external_buffer(luma, l, uint32_t(img.luma.size()), 0);
-		jpeg::jpeg_buffer_use_external_buffer(chroma, c, uint32_t(img.chroma.size()), 0);
+		if (!want_pmem || !in_pmem(img)) {
+			auto *l = const_cast<uint8_t *>(img.luma.data());
+			auto *c = const_cast<uint8_t *>(img.chroma.data());
+			jpeg::jpeg_buffer_use_external_buffer(luma, l, uint32_t(img.luma.size()), 0);
+			jpeg::jpeg_buffer_use_external_buffer(chroma, c, uint32_t(img.chroma.size()), 0);
+		}
 		data.color_format = img.format;
 		data.width = img.width;
 		data.height = img.height;
 		data.fragment_cnt = 1;
 		data.fragment[0] = {luma, chroma, img.width, img.height};
+	}
+	bool in_pmem(const yuv_image &img)
+	{
+		if (jpeg::jpeg_buffer_allocate(luma, uint32_t(img.luma.size()), true) != 0)
+			return false;
+		if (jpeg::jpeg_buffer_allocate(chroma, uint32_t(img.chroma.size()), true) != 0) {
+			jpeg::jpeg_buffer_reset(luma);
+			return false;
+		}
+		std::memcpy(luma->ptr, img.luma.data(), img.luma.size());
+		std::memcpy(chroma->ptr, img.chroma.data(), img.chroma.size());
+		return true;
 	}
 	~image_buffers()
 	{
@@ -132,10 +150,11 @@ inline result encode(const yuv_image &img, const options &opt,
                      std::chrono::seconds limit = std::chrono::seconds(60))
 {
 	session s;
-	image_buffers main_buf(img);
+	bool dsp = opt.preference != jpeg::JPEG_ENCODER_PREF_SOFTWARE_ONLY;
+	image_buffers main_buf(img, dsp);
 	std::optional<image_buffers> tn_buf;
 	if (opt.thumbnail)
-		tn_buf.emplace(*opt.thumbnail);
+		tn_buf.emplace(*opt.thumbnail, dsp);
 	jpeg::jpege_obj_handle enc = opt.encoder;
 	if (!enc && jpeg::jpege_init(&enc, on_event) != 0)
 		return s.out;

@@ -24,7 +24,8 @@ void usage()
 	        "  -r DEG       rotation 0, 90, 180 or 270 (default 0)\n"
 	        "  -i N         restart interval in MCUs (default 0: none)\n"
 	        "  -t WxH       add a thumbnail of that size (point sampled)\n"
-	        "  -j           JFIF header instead of Exif\n");
+	        "  -j           JFIF header instead of Exif\n"
+	        "  -e ENGINE    sw (default), dsp, or auto: the DSP first, then software\n");
 }
 
 bool parse_size(const char *s, uint32_t *w, uint32_t *h)
@@ -39,6 +40,20 @@ int subsampling_of(std::string_view name)
 		if (name == names[i])
 			return i;
 	return -1;
+}
+
+// The DSP takes pictures in pmem whose width and height are padded to 16.
+bool engine_of(std::string_view name, uint32_t *preference)
+{
+	if (name == "sw")
+		*preference = jpeg::JPEG_ENCODER_PREF_SOFTWARE_ONLY;
+	else if (name == "dsp")
+		*preference = jpeg::JPEG_ENCODER_PREF_DSP_ONLY;
+	else if (name == "auto")
+		*preference = jpeg::JPEG_ENCODER_PREF_DSP_ACCELERATED;
+	else
+		return false;
+	return true;
 }
 
 }  // namespace
@@ -78,6 +93,8 @@ int main(int argc, char **argv)
 			opt.rotation = uint32_t(atoi(v));
 		else if (a == "-i")
 			opt.restart_interval = uint32_t(atoi(v));
+		else if (a == "-e")
+			ok = engine_of(v, &opt.preference);
 		else
 			ok = false;
 		if (!ok) {

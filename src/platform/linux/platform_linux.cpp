@@ -145,4 +145,7 @@ int64_t now_ms()
 	return static_cast<int64_t>(ts.tv_sec) * 1000 + ts.tv_nsec / 1000000;
 }
 
+void *mem_alloc(size_t n) { return std::calloc(1, n); }
+void mem_free(void *p) { std::free(p); }
+
 }  // namespace plat

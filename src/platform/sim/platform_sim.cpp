@@ -291,4 +291,17 @@ int64_t now_ms()
 	return static_cast<int64_t>(ts.tv_sec) * 1000 + ts.tv_nsec / 1000000;
 }
 
+void *mem_alloc(size_t n)
+{
+	// mem.fail_sizes: comma-separated block sizes the board refuses.
+	std::string list = "," + board().text("mem.fail_sizes", "") + ",";
+	if (list.find("," + std::to_string(n) + ",") != std::string::npos) {
+		errno = ENOMEM;
+		return nullptr;
+	}
+	return std::calloc(1, n);
+}
+
+void mem_free(void *p) { std::free(p); }
+
 }  // namespace plat
