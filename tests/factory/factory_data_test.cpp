@@ -98,7 +98,11 @@ TEST(FactoryData, BadChecksumOrBadTextChangesNothing)
 	EXPECT_EQ(phone.ask("AT+WPID=\n"), "NOTSUPPORTED\n");
 	EXPECT_EQ(phone.ask("AT+WPID=123\n"), "NOTSUPPORTED\n");
 	EXPECT_EQ(phone.ask("AT+WTF=ZZZZ\n"), "NOTSUPPORTED\n");
-	EXPECT_EQ(phone.ask("AT+WPID=" + std::string(3000, 'G') + "\n"), "NOTSUPPORTED\n");
+	// A long line may come in more than one read: each part is answered.
+	phone.send("AT+WPID=" + std::string(3000, 'G') + "\n");
+	std::string parts = phone.sync();
+	EXPECT_TRUE(parts.starts_with("NOTSUPPORTED\n")) << parts;
+	EXPECT_EQ(parts.find_first_not_of("NOTSUPPORTED\n"), std::string::npos) << parts;
 	EXPECT_EQ(phone.file("/var/ftmgpio"), before);
 	// A checksum over odd text still decides, with the rest decoded as zeros.
 	EXPECT_EQ(phone.ask("AT+WPID=" + hex(pid) + "\n"), "NOTSUPPORTED\n");

@@ -6,3 +6,8 @@ add_dependencies(station_tests ftm-station)
 add_test(NAME station.spine_list
   COMMAND ftm-station --sim --no-color run ${CMAKE_SOURCE_DIR}/lists/spine.yaml
           --junit ${CMAKE_CURRENT_BINARY_DIR}/spine.junit.xml --json ${CMAKE_CURRENT_BINARY_DIR}/spine.json)
+
+# Every command of the daemon, with the answers a fresh default board gives.
+add_test(NAME station.full_list
+  COMMAND ftm-station --sim --no-color run ${CMAKE_SOURCE_DIR}/lists/full.yaml
+          --junit ${CMAKE_CURRENT_BINARY_DIR}/full.junit.xml --json ${CMAKE_CURRENT_BINARY_DIR}/full.json)

@@ -1,5 +1,6 @@
 #include "support/sim_phone.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
@@ -12,6 +13,7 @@
 #include "station/board.h"
 #include "station/input.h"
 #include "station/link.h"
+#include "station/tapp_frame.h"
 
 namespace testing_support {
 
@@ -158,6 +160,30 @@ std::string SimPhone::command(std::string_view bytes, int commands)
 	EXPECT_TRUE(wait_trace(kCommandServed, before + commands)) << "the daemon did not serve the command";
 	// The answer is written before that trace line: it is already waiting.
 	return station::read_for(phone_.wired(), 50, 10);
+}
+
+std::string SimPhone::sync()
+{
+	static uint8_t next = 0x60;
+	std::string before;
+	for (int attempt = 0; attempt < 4; ++attempt) {
+		uint8_t cmd = next;
+		next = static_cast<uint8_t>(next >= 0xEF ? 0x60 : next + 1);
+		char marker[16];
+		std::snprintf(marker, sizeof marker, "b00101%02x01", cmd);
+		send(station::wifi_frame(cmd, {}));
+		// A frame that joined the tail of the earlier input is lost with
+		// it; the next attempt goes alone.
+		std::string got = station::read_until(
+		    phone_.wired(), [&](const std::string &t) { return t.find(marker) != std::string::npos && t.ends_with("OK\n"); },
+		    3000);
+		size_t at = got.find("*TAPP=ACK\n*TAPP=0800" + std::string(marker));
+		if (at != std::string::npos)
+			return before + got.substr(0, at);
+		before += got;
+	}
+	ADD_FAILURE() << "the daemon did not answer the sync frame";
+	return before;
 }
 
 void SimPhone::input_event(int device, int type, int code, int value)

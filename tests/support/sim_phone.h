@@ -45,6 +45,11 @@ public:
 	// (seen in its trace, not by the clock); returns what the port said
 	// meanwhile. The way to show that something got no answer.
 	std::string command(std::string_view bytes, int commands = 1);
+	// After input that may reach the daemon in more than one read (a line
+	// longer than the pty hands over at once): waits until every answer to it
+	// has come, and returns them. A Wi-Fi frame with a command no row has
+	// marks the end, as its answer echoes that command.
+	std::string sync();
 	// Trace lines so far (the log file, then what is still in the kernel log).
 	int trace_count(std::string_view needle) const;
 	// Waits until the trace holds count lines with needle; false on timeout.
