@@ -1,6 +1,4 @@
 // The ov5642 YCbCr sensor.
-#include <cstdio>
-
 #include "camera/sensor/ycbcr_driver.h"
 
 namespace cam {
@@ -9,28 +7,13 @@ namespace {
 
 constexpr ycbcr_driver_desc desc = {"ov5642", 1280, 960, 2592, 1944, 6, 68, 162};
 
-bool video_config(sensor_ctrl_t *s) { return ycbcr_video_config(s, desc); }
-bool snapshot_config(sensor_ctrl_t *s) { return ycbcr_snapshot_config(s, desc); }
-bool set_effect(sensor_ctrl_t *s, uint8_t) { return ycbcr_set_effect(s, desc); }
-
-sensor_ops_t ov5642_register()
-{
-	sensor_ops_t ops{};
-	ops.video_config = video_config;
-	ops.raw_snapshot_config = ycbcr_nothing_to_do;
-	ops.snapshot_config = snapshot_config;
-	ops.power_down = ycbcr_nothing_to_do;
-	ops.set_frame_rate = ycbcr_set_frame_rate;
-	ops.set_effect = set_effect;
-	ops.set_antibanding = ycbcr_set_antibanding;
-	ops.set_lens_shading_correction = ov5642_set_lens_shading_correction;
-	return ops;
-}
-
 }  // namespace
 
 bool ov5642_set_lens_shading_correction(sensor_ctrl_t *, uint8_t) { return ycbcr_set_lens_shading_correction(); }
 
-bool ov5642_process_start(sensor_ctrl_t *sensor) { return ycbcr_process_start(sensor, desc, ov5642_register()); }
+bool ov5642_process_start(sensor_ctrl_t *sensor)
+{
+	return ycbcr_process_start(sensor, desc, ycbcr_ops<desc>(ov5642_set_lens_shading_correction));
+}
 
 }  // namespace cam

@@ -11,10 +11,6 @@ namespace {
 
 constexpr ycbcr_driver_desc desc = {"ov5642af", 1280, 960, 2592, 1944, 4, 61, 154};
 
-bool video_config(sensor_ctrl_t *s) { return ycbcr_video_config(s, desc); }
-bool snapshot_config(sensor_ctrl_t *s) { return ycbcr_snapshot_config(s, desc); }
-bool set_effect(sensor_ctrl_t *s, uint8_t) { return ycbcr_set_effect(s, desc); }
-
 bool set_autofocus(sensor_ctrl_t *s, int32_t value)
 {
 	std::fprintf(stderr, "Entered ov5642af_set_autofocus, ctrl->sfd = %d, op_mode = %d\n", s->sfd,
@@ -29,25 +25,15 @@ bool set_autofocus(sensor_ctrl_t *s, int32_t value)
 	return true;
 }
 
-sensor_ops_t ov5642af_register()
-{
-	sensor_ops_t ops{};
-	ops.video_config = video_config;
-	ops.raw_snapshot_config = ycbcr_nothing_to_do;
-	ops.snapshot_config = snapshot_config;
-	ops.power_down = ycbcr_nothing_to_do;
-	ops.set_frame_rate = ycbcr_set_frame_rate;
-	ops.set_effect = set_effect;
-	ops.set_antibanding = ycbcr_set_antibanding;
-	ops.set_lens_shading_correction = ov5642af_set_lens_shading_correction;
-	ops.set_autofocus = set_autofocus;
-	return ops;
-}
-
 }  // namespace
 
 bool ov5642af_set_lens_shading_correction(sensor_ctrl_t *, uint8_t) { return ycbcr_set_lens_shading_correction(); }
 
-bool ov5642af_process_start(sensor_ctrl_t *sensor) { return ycbcr_process_start(sensor, desc, ov5642af_register()); }
+bool ov5642af_process_start(sensor_ctrl_t *sensor)
+{
+	sensor_ops_t ops = ycbcr_ops<desc>(ov5642af_set_lens_shading_correction);
+	ops.set_autofocus = set_autofocus;
+	return ycbcr_process_start(sensor, desc, ops);
+}
 
 }  // namespace cam
