@@ -2,32 +2,17 @@
 // once per test binary, before anything asks for the board.
 #pragma once
 
-#include <cstdlib>
 #include <gtest/gtest.h>
 #include <string>
-#include <vector>
 
 #include "sim/board.h"
 #include "station/board.h"
+#include "support/temp_board.h"
 
 namespace factory_test {
 
-// The board's root; $FTM_BOARD points at it from the first call on.
-inline const std::string &local_board()
-{
-	static const std::string root = [] {
-		std::string templ = "/tmp/ftm-unit-XXXXXX";
-		std::vector<char> buf(templ.begin(), templ.end());
-		buf.push_back('\0');
-		std::string dir = ::mkdtemp(buf.data()) ? buf.data() : "";
-		std::string error;
-		if (dir.empty() || !station::init_board(dir, &error))
-			ADD_FAILURE() << "cannot make a board: " << error;
-		::setenv("FTM_BOARD", dir.c_str(), 1);
-		return dir;
-	}();
-	return root;
-}
+// The binary's temporary board; $FTM_BOARD points at it from the first call on.
+inline const std::string &local_board() { return testing_support::use_temp_board(); }
 
 inline void set_local(const std::string &key, const std::string &value)
 {
