@@ -62,10 +62,10 @@ TEST(CaptureFault, FailedBringUpsLeaveNothingBehind)
 	SimPhone phone(clienttest::camera_setup({{"pmem.max_mmap", "4194304"}}));
 	pid_t pid = phone.phone().pid();
 	ASSERT_EQ(phone.ask("AT+DSCC\n"), "FTM CAM ERR:08\nERROR\n");
-	clienttest::held first = clienttest::what_daemon_holds(pid);  // with the cached thread stacks
+	clienttest::held first = clienttest::steady_holds(pid);  // with the cached thread stacks
 	for (int i = 0; i < 3; ++i) {
 		ASSERT_EQ(phone.ask("AT+DSCC\n"), "FTM CAM ERR:08\nERROR\n");
-		EXPECT_EQ(clienttest::what_daemon_holds(pid), first);
+		EXPECT_EQ(clienttest::holds_back_to(pid, first), first);
 	}
 }
 

@@ -42,9 +42,9 @@ TEST(CameraCapture, CyclesHoldNoMoreDescriptorsThreadsOrMappings)
 		ASSERT_EQ(phone.ask("AT+DSCC\n"), "OK\n");
 		EXPECT_TRUE(clienttest::retrieve(phone, 2592, 1944) == picture);
 		ASSERT_EQ(phone.ask("AT+DSCE\n"), "OK\n");
-		clienttest::held now = clienttest::what_daemon_holds(pid);
 		if (round == 0)
-			first = now;
+			first = clienttest::steady_holds(pid);
+		clienttest::held now = clienttest::holds_back_to(pid, first);
 		EXPECT_EQ(now.fds, first.fds) << clienttest::fd_names(pid);
 		EXPECT_EQ(now.threads, first.threads);
 		EXPECT_EQ(now.maps, first.maps);

@@ -122,4 +122,31 @@ inline held what_daemon_holds(pid_t pid)
 	return {lasting_fds(pid), entries(proc + "/task"), count_maps ? lines : 0};
 }
 
+// A thread that has just been joined or a descriptor of the log step may
+// still show for a moment: wait (a bounded while) for the counts to come
+// back to what they were. Something leaked never does.
+inline held holds_back_to(pid_t pid, const held &want)
+{
+	held now = what_daemon_holds(pid);
+	for (int i = 0; i < 100 && !(now == want); ++i) {
+		::usleep(20000);
+		now = what_daemon_holds(pid);
+	}
+	return now;
+}
+
+// The counts once two looks a moment apart agree.
+inline held steady_holds(pid_t pid)
+{
+	held before = what_daemon_holds(pid);
+	for (int i = 0; i < 100; ++i) {
+		::usleep(20000);
+		held now = what_daemon_holds(pid);
+		if (now == before)
+			break;
+		before = now;
+	}
+	return before;
+}
+
 }  // namespace clienttest
