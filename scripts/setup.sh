@@ -19,6 +19,8 @@ libpng-dev
 libjpeg-dev
 libjpeg-turbo-progs
 libimage-exiftool-perl
+chromium
+chromium-driver
 "
 
 missing=""

@@ -2,6 +2,8 @@
 
 #include <cstring>
 #include <fcntl.h>
+#include <poll.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace station {
@@ -29,6 +31,22 @@ bool send_events(const std::string &board_dir, int device, const std::vector<Inp
 	bool ok = ::write(fd, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
 	::close(fd);
 	return ok;
+}
+
+bool wait_events_read(const std::string &board_dir, int device, int timeout_ms)
+{
+	std::string fifo = board_dir + "/dev/input/event" + std::to_string(device);
+	int fd = ::open(fifo.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+	if (fd < 0)
+		return false;
+	int pending = 1;
+	for (int waited = 0; waited <= timeout_ms; ++waited) {
+		if (::ioctl(fd, FIONREAD, &pending) != 0 || pending == 0)
+			break;
+		::poll(nullptr, 0, 1);
+	}
+	::close(fd);
+	return pending == 0;
 }
 
 std::vector<InputEvent> touch_events(int x, int y)

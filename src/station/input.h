@@ -25,6 +25,10 @@ std::array<unsigned char, 16> encode_event(const InputEvent &ev);
 // the daemon reads them together. False if nobody reads the device.
 bool send_events(const std::string &board_dir, int device, const std::vector<InputEvent> &events);
 
+// Waits, up to timeout_ms, until the reader of dev/input/event<device> has
+// taken all that was written to it. False on timeout or if nobody reads it.
+bool wait_events_read(const std::string &board_dir, int device, int timeout_ms);
+
 // A touch: x, y, the touch key down, then the sync.
 std::vector<InputEvent> touch_events(int x, int y);
 

@@ -10,7 +10,7 @@
 namespace station {
 
 struct Geometry {
-	int width = 320, height = 480, bpp = 16;
+	int width = 800, height = 480, bpp = 16;  // a board file without lcd.* keys
 };
 
 // The panel of a board: lcd.width, lcd.height and lcd.bpp of its board file,

@@ -11,3 +11,6 @@ add_test(NAME station.spine_list
 add_test(NAME station.full_list
   COMMAND ftm-station --sim --no-color run ${CMAKE_SOURCE_DIR}/lists/full.yaml
           --junit ${CMAKE_CURRENT_BINARY_DIR}/full.junit.xml --json ${CMAKE_CURRENT_BINARY_DIR}/full.json)
+
+# Helpers of the live view's tests: an HTTP client and a WebDriver client.
+target_sources(station_tests PRIVATE ${dir}/http_client.cpp ${dir}/webdriver.cpp)

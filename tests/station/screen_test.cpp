@@ -4,8 +4,8 @@
 #include <string>
 #include <unistd.h>
 
-#include "png_file.h"
 #include "station/board.h"
+#include "station/png.h"
 #include "station/screen.h"
 
 namespace {
@@ -67,7 +67,7 @@ TEST(StationScreen, GeometryFromTheBoardAndPngRoundTrip)
 	ASSERT_TRUE(img) << error;
 
 	std::string png_path = dir + "/screen.png";
-	ASSERT_TRUE(ftm_station::write_png(png_path, *img, &error)) << error;
+	ASSERT_TRUE(station::write_png(png_path, *img, &error)) << error;
 	png_image back{};
 	back.version = PNG_IMAGE_VERSION;
 	ASSERT_TRUE(png_image_begin_read_from_file(&back, png_path.c_str()));
@@ -79,7 +79,7 @@ TEST(StationScreen, GeometryFromTheBoardAndPngRoundTrip)
 	EXPECT_EQ(pixels, img->rgb);
 	EXPECT_EQ(std::vector<uint8_t>(pixels.begin(), pixels.begin() + 6), (std::vector<uint8_t>{0, 0, 255, 255, 0, 0}));
 
-	EXPECT_FALSE(ftm_station::write_png("/nonexistent/x.png", *img, &error));
+	EXPECT_FALSE(station::write_png("/nonexistent/x.png", *img, &error));
 	int removed = std::system(("rm -rf '" + dir + "'").c_str());
 	(void)removed;
 }

@@ -1,4 +1,5 @@
-// Reading the simulated panel's pixels and writing them as PNG.
+// The simulated panel as an image of pixels, for the screen tests and the
+// ftm-screenshot tool; decoding and PNG are the station library's.
 #pragma once
 
 #include <cstdint>
@@ -21,10 +22,6 @@ struct image {
 	std::vector<rgb8> pixels;
 	const rgb8 &at(int x, int y) const { return pixels[static_cast<size_t>(y) * static_cast<size_t>(width) + static_cast<size_t>(x)]; }
 };
-
-// The pixel at (x, y) of a framebuffer laid out as the daemon draws it:
-// a step of bpp / 8 bytes, 2 or 3 bytes stored (18 bits: 3 at a step of 2).
-rgb8 decode_pixel(const uint8_t *fb, size_t fb_len, int width, int bpp, int x, int y);
 
 // What the panel of a board shows: geometry from its board file, pixels
 // from its dev/graphics/fb0.

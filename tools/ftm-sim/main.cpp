@@ -1,17 +1,22 @@
 // ftm-sim: makes a simulated board and runs the phone on it.
 //
 //   ftm-sim init DIR     write a fresh default board at DIR
-//   ftm-sim [run [DIR]]  make a board (default ./board), start ftmd-sim on
-//                        two ptys and give a station console on the wired port
+//   ftm-sim [run [DIR]] [--view PORT | --no-view]
+//                        make a board (default ./board), start ftmd-sim on
+//                        two ptys and give a station console on the wired
+//                        port, with the live view on http://127.0.0.1:PORT/
+#include <charconv>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <unistd.h>
+#include <vector>
 
 #include "console.h"
 #include "station/board.h"
 #include "station/link.h"
+#include "station/live_view.h"
 #include "station/phone.h"
 
 namespace {
@@ -35,7 +40,17 @@ int init(const std::string &dir)
 	return 0;
 }
 
-int run(const std::string &dir_arg, const char *argv0)
+// A view that cannot have its port is no reason to stop the phone.
+void start_view(station::LiveView &view, const std::string &dir, int port)
+{
+	std::string error;
+	if (view.start(dir, port, &error))
+		std::printf("  live view    http://127.0.0.1:%d/\n", view.port());
+	else
+		std::printf("  live view    not started (%s)\n", error.c_str());
+}
+
+int run(const std::string &dir_arg, int view_port, const char *argv0)
 {
 	if (init(dir_arg) != 0)
 		return 1;
@@ -53,24 +68,49 @@ int run(const std::string &dir_arg, const char *argv0)
 	std::printf("  framebuffer  %s/dev/graphics/fb0\n  kernel log   %s/dev/kmsg\n", dir.c_str(), dir.c_str());
 	std::printf("  daemon log   %s/data/ftm.log\n  daemon out   %s/ftmd.out\n  board file   %s/board.conf\n",
 	            dir.c_str(), dir.c_str(), dir.c_str());
+	station::LiveView view;
+	if (view_port >= 0)
+		start_view(view, dir, view_port);
 	std::fflush(stdout);
 	std::string hello = station::read_until_suffix(phone.wired(), "FTMModeReady\n", 10000);
 	std::fwrite(hello.data(), 1, hello.size(), stdout);
 	int r = run_console(phone);
+	view.stop();
 	phone.stop();
 	std::printf("ftmd-sim stopped\n");
 	return r;
+}
+
+int usage()
+{
+	std::fprintf(stderr, "usage: ftm-sim init DIR\n       ftm-sim [run [DIR]] [--view PORT | --no-view]\n");
+	return 2;
 }
 
 }  // namespace
 
 int main(int argc, char **argv)
 {
-	std::string verb = argc > 1 ? argv[1] : "run";
-	if (verb == "init" && argc == 3)
-		return init(argv[2]);
-	if (verb == "run" && argc <= 3)
-		return run(argc == 3 ? argv[2] : "board", argv[0]);
-	std::fprintf(stderr, "usage: ftm-sim init DIR\n       ftm-sim [run [DIR]]\n");
-	return 2;
+	std::vector<std::string> words(argv + 1, argv + argc);
+	if (words.size() == 2 && words[0] == "init")
+		return init(words[1]);
+	int view_port = station::LiveView::kDefaultPort;
+	std::vector<std::string> rest;
+	for (size_t i = 0; i < words.size(); ++i) {
+		if (words[i] == "--no-view") {
+			view_port = -1;
+		} else if (words[i] == "--view" && i + 1 < words.size()) {
+			const std::string &p = words[++i];
+			auto [end, ec] = std::from_chars(p.data(), p.data() + p.size(), view_port);
+			if (ec != std::errc() || end != p.data() + p.size() || view_port < 1 || view_port > 65535)
+				return usage();
+		} else {
+			rest.push_back(words[i]);
+		}
+	}
+	if (!rest.empty() && rest[0] != "run")
+		return usage();
+	if (rest.size() > 2)
+		return usage();
+	return run(rest.size() == 2 ? rest[1] : "board", view_port, argv[0]);
 }

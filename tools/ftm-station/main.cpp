@@ -17,7 +17,6 @@
 #include <unistd.h>
 #include <vector>
 
-#include "png_file.h"
 #include "report.h"
 #include "runner.h"
 #include "station/board.h"
@@ -26,6 +25,7 @@
 #include "station/input.h"
 #include "station/link.h"
 #include "station/phone.h"
+#include "station/png.h"
 #include "station/screen.h"
 #include "station/serial.h"
 #include "testlist.h"
@@ -288,7 +288,7 @@ int screen(const Options &o)
 {
 	std::string error;
 	auto img = station::read_screen(o.board, &error);
-	if (!img || !ftm_station::write_png(o.words[1], *img, &error)) {
+	if (!img || !station::write_png(o.words[1], *img, &error)) {
 		std::fprintf(stderr, "ftm-station: %s\n", error.c_str());
 		return kFail;
 	}
