@@ -158,7 +158,7 @@ TEST(WifiPower, PoweredChipPassesAtOnce)
 TEST(WifiPower, ChipThatStaysOffFailsAfterSixRetries)
 {
 	SimPhone phone(board({{"wifi.power", "0"}}));
-	EXPECT_EQ(wifi(phone, POWER, {0x00}), (bytes{0x01, 0, 0, 0}));
+	EXPECT_EQ(wifi(phone, POWER, {0x00}), (bytes{0, 0, 0, 0x01}));
 	std::vector<std::string> expected{"bttest wifienable"};
 	for (int i = 0; i < 6; ++i) {
 		expected.push_back("bttest wifidisable");
