@@ -167,8 +167,8 @@ void bt_hci_soc_vs_handleappversion(const char *text, int length)
 			break;
 		}
 	}
-	// 3.03.5 is only decided by the hardware register read.
-	if (bt_state.bt_soc != BT_SOC_4020BD_B0)
+	// 3.03.5 is only decided by the hardware register read; no hit is silent.
+	if (bt_state.bt_soc != BT_SOC_4020BD_B0 && bt_state.bt_soc != BT_SOC_UNKNOWN)
 		DBG("bt_soc_type : %s", bt_soc_name(bt_state.bt_soc));
 }
 
