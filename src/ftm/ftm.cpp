@@ -11,6 +11,7 @@
 
 #include "ftm/command.h"
 #include "ftm/debug.h"
+#include "ftm/mode.h"
 #include "hal/fqc.h"
 #include "hal/gpio.h"
 #include "hal/hal.h"
@@ -100,11 +101,11 @@ void update_powerkey_thread()
 	}
 	if (loop.exitpwrkey_thread == 1 && loop.ftm_test_mode == KEYPAD_TEST_MODE) {
 		loop.exitpwrkey_thread = 0;
-		if (pthread_create(&powerkey_thread, nullptr, thread_powerkey_detection, nullptr) != 0) {
+		int created = pthread_create(&powerkey_thread, nullptr, thread_powerkey_detection, nullptr);
+		plat::usleep(300000);
+		if (created != 0) {
 			DBG("tapp_keypad_test: Thread creation failed!\n");
 			loop.exitpwrkey_thread = 1;
-		} else {
-			plat::usleep(300000);
 		}
 	}
 }
@@ -115,6 +116,7 @@ void command_step()
 	if (n <= 0)
 		return;
 	check_tapp_command(buf.command, static_cast<size_t>(n), buf.answer, sizeof buf.answer);
+	report_hangups();
 	shell_log_step();
 	write_response(loop.act_fd, buf.answer);
 	DBG("exitpwrkey_thread=%d,ftm_test_mode=%d!\n", loop.exitpwrkey_thread.load(), loop.ftm_test_mode);

@@ -25,5 +25,7 @@ version_splice splice_hardware_version(char *text, int n);
 
 // SIGHUP handler of the board-down commands: a hang-up no longer ends the process.
 void exithandle(int signal);
+// Traces the hang-ups counted since the last call.
+void report_hangups();
 
 }  // namespace ftm

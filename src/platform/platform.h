@@ -57,8 +57,9 @@ int chdir(const char *path);
 // What a forked daemon needs to leave its parent's session behind.
 pid_t setsid();
 mode_t umask(mode_t mask);
-// Installs handler for sig without restarting interrupted calls; 0 or -1.
-int signal(int sig, void (*handler)(int));
+// Installs handler for sig; interrupted calls fail with EINTR unless
+// restart is set. 0 or -1.
+int signal(int sig, void (*handler)(int), bool restart = false);
 
 int usleep(unsigned usec);
 unsigned sleep(unsigned sec);

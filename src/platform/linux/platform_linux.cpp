@@ -125,10 +125,11 @@ pid_t fork() { return ::fork(); }
 pid_t setsid() { return ::setsid(); }
 mode_t umask(mode_t mask) { return ::umask(mask); }
 
-int signal(int sig, void (*handler)(int))
+int signal(int sig, void (*handler)(int), bool restart)
 {
 	struct sigaction sa{};
 	sa.sa_handler = handler;
+	sa.sa_flags = restart ? SA_RESTART : 0;
 	sigemptyset(&sa.sa_mask);
 	return ::sigaction(sig, &sa, nullptr);
 }
