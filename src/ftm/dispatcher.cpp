@@ -48,7 +48,7 @@ void run_frame(const char *text, tapp_record *record, char *answer, size_t answe
 	get_tapp_param(cursor, record);
 	const tapp_bb_header &bb = record->hdr.bb;
 	DBG("access = %02x, func_index = %04x, length = %04x, rev = %04x\n", bb.access, bb.func_index,
-	    bb.length, static_cast<uint16_t>(bb.rev));
+	    bb.length, static_cast<int>(bb.rev));
 	DBG("params = %s\n", record->params);
 	uint32_t id = tapp_row_id(*record);
 	int status = search_tapp_and_execute_cmd(id, record);

@@ -1,6 +1,5 @@
 #include "hal/quit.h"
 
-#include "ftm/debug.h"
 #include "ftm/ftm.h"
 #include "platform/platform.h"
 
@@ -8,7 +7,6 @@ namespace hal {
 
 int ftm_quit(int wired)
 {
-	DBG("shell on the %s port\n", wired ? "wired" : "USB");
 	// The wired port is the process's own standard streams.
 	if (wired)
 		return plat::shell_on(ftm::loop.uart_fd);
