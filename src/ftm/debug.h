@@ -28,3 +28,5 @@ void _dbg_print(const char *file, int line, const char *function, const char *fo
 }  // namespace ftm
 
 #define DBG(...) ::ftm::_dbg_print(__FILE__, __LINE__, __func__, __VA_ARGS__)
+// For a helper that traces under the name of the command that called it.
+#define DBG_AS(caller, ...) ::ftm::_dbg_print(__FILE__, __LINE__, caller, __VA_ARGS__)

@@ -25,11 +25,11 @@ constexpr pin_verdict hall = {GPIO_PIN_HALL, "01", "01", "00"};
 constexpr pin_verdict audio_jack = {GPIO_PIN_AUDIO_JACK, "00", "00", "01"};
 constexpr pin_verdict hook = {GPIO_PIN_HOOK, "01", "00", "01"};
 
-int pin_test(ftm::tapp_record *r, const pin_verdict &p)
+int pin_test(ftm::tapp_record *r, const pin_verdict &p, const char *caller)
 {
 	set_verdict(r, p.preset);
 	if (gpio_pin_init(p.pin, 0) != 0) {
-		DBG("gpio_pin_init(%d) failed\n", p.pin);
+		DBG_AS(caller, "gpio_pin_init(%d) failed\n", p.pin);
 		return 1;
 	}
 	int level = gpio_get_input(p.pin);
@@ -52,9 +52,9 @@ void set_verdict(ftm::tapp_record *r, const char *code)
 	r->result_len = 1;
 }
 
-int bb_hall_sensor_test(ftm::tapp_record *r) { return pin_test(r, hall); }
+int bb_hall_sensor_test(ftm::tapp_record *r) { return pin_test(r, hall, __func__); }
 
-int bb_audio_jack_test(ftm::tapp_record *r) { return pin_test(r, audio_jack); }
+int bb_audio_jack_test(ftm::tapp_record *r) { return pin_test(r, audio_jack, __func__); }
 
 int bb_hookswitch_test(ftm::tapp_record *r)
 {

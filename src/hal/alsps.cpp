@@ -17,10 +17,10 @@ constexpr unsigned SENSOR_SETTLE_US = 300000;
 constexpr unsigned INTERRUPT_SETTLE_US = 200000;
 constexpr int DARK_LIMIT = 0x1F;  // brighter than this fails the darkness test
 
-int fail(ftm::tapp_record *r, const char *why)
+int fail(ftm::tapp_record *r, const char *caller, const char *why)
 {
 	set_verdict(r, "01");
-	DBG("%s", why);
+	DBG_AS(caller, "%s", why);
 	return 1;
 }
 
@@ -31,14 +31,14 @@ int bb_proximity_sensor_test(ftm::tapp_record *r)
 	r->result_len = 1;
 	int fd = -1;
 	if (get_proximity_fd(&fd) != 0)
-		return fail(r, "operation failed\n");
+		return fail(r, __func__, "operation failed\n");
 	if (plat::ioctl(fd, ALSPS_PROXIMITY_ON, uintptr_t{0}) < 0)
-		return fail(r, "proximity turn on failed\n");
+		return fail(r, __func__, "proximity turn on failed\n");
 	plat::usleep(SENSOR_SETTLE_US);
 	int value = plat::ioctl(fd, ALSPS_PROXIMITY_READ, uintptr_t{0});
 	set_verdict(r, value != 0 ? "00" : "01");
 	if (plat::ioctl(fd, ALSPS_PROXIMITY_OFF, uintptr_t{0}) < 0)
-		return fail(r, "proximity turn off failed\n");
+		return fail(r, __func__, "proximity turn off failed\n");
 	return 0;
 }
 
@@ -47,13 +47,13 @@ int bb_light_sensor_test(ftm::tapp_record *r)
 	r->result_len = 1;
 	int fd = -1;
 	if (get_lightsensor_fd(&fd) != 0)
-		return fail(r, "operation failed\n");
+		return fail(r, __func__, "operation failed\n");
 	if (plat::ioctl(fd, ALSPS_LIGHT_ON, uintptr_t{0}) < 0)
-		return fail(r, "light sensor turn on failed\n");
+		return fail(r, __func__, "light sensor turn on failed\n");
 	plat::usleep(SENSOR_SETTLE_US);
 	int value = plat::ioctl(fd, ALSPS_LIGHT_READ, uintptr_t{0});
 	if (plat::ioctl(fd, ALSPS_LIGHT_OFF, uintptr_t{0}) < 0)
-		return fail(r, "light sensor turn off failed\n");
+		return fail(r, __func__, "light sensor turn off failed\n");
 	// One result byte: a reading above 255 (or a failed one) keeps its low
 	// byte rather than overrunning the frame's declared length.
 	std::snprintf(r->result, sizeof r->result, "%02x", static_cast<unsigned>(value) & 0xFF);

@@ -53,7 +53,7 @@ bool read_id(uint8_t *id)
 }
 
 // The temperature, or -1 when the bus failed or the chip stayed busy.
-int read_temp()
+int read_temp(const char *caller)
 {
 	if (select_chip() != 0 || !send(ECOMPASS_CMD_MEASURE) || !send(ECOMPASS_MEASURE_TEMP))
 		return -1;
@@ -63,7 +63,7 @@ int read_temp()
 		// A short or failed transfer carries no valid flag: poll again.
 		bool whole = plat::read(ecompass_fd, data, sizeof data) == static_cast<ssize_t>(sizeof data);
 		if (--left == 0) {
-			DBG("read data timeout\n");
+			DBG_AS(caller, "read data timeout\n");
 			return -1;
 		}
 		if (whole && !(data[0] & 0x80))
@@ -107,13 +107,14 @@ int at_ecompass_read_id(int *value)
 		DBG("device id not match\n");
 		return 1;
 	}
+	DBG("device id = %d\n", id);
 	*value = id;
 	return 0;
 }
 
 int ecompass_read_temp(char *result, int32_t *result_len)
 {
-	int temp = read_temp();
+	int temp = read_temp(__func__);
 	if (temp < 0)
 		return 1;
 	itoa(temp, result, 4);
@@ -123,7 +124,7 @@ int ecompass_read_temp(char *result, int32_t *result_len)
 
 int at_ecompass_read_temp(int *value)
 {
-	int temp = read_temp();
+	int temp = read_temp(__func__);
 	if (temp < 0)
 		return 1;
 	*value = temp;

@@ -1,6 +1,5 @@
 #include "hal/led.h"
 
-#include <cctype>
 
 #include "ftm/debug.h"
 #include "ftm/graphics.h"
@@ -82,13 +81,9 @@ int tapp_led_test(tapp_record *r)
 
 int at_led_test(tapp_record *r)
 {
-	// "=" and two hex digits: the index in the high nibble, on or off in bit 0.
+	// "=" and one byte of hex text: the index in the high nibble, on or off
+	// in bit 0. The digits are decoded as frames are, without a check.
 	const char *digits = r->params + 1;
-	if (r->params[0] != '=' || !std::isxdigit(static_cast<unsigned char>(digits[0])) ||
-	    !std::isxdigit(static_cast<unsigned char>(digits[1]))) {
-		DBG("Wrong led parameter\n");
-		return 1;
-	}
 	uint8_t byte = 0;
 	extract_bin_data_from_str(&digits, &byte, 1);
 	int index = byte >> 4;

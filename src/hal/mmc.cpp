@@ -36,7 +36,7 @@ int disk_stat()
 	return plat::stat(MMC_DISK, &st);
 }
 
-void measure_card()
+void measure_card(const char *caller)
 {
 	struct statfs fs{};
 	if (plat::statfs(MMC_MOUNT_POINT, &fs) != 0) {
@@ -45,35 +45,35 @@ void measure_card()
 	}
 	auto blocks = static_cast<long long>(fs.f_blocks);
 	auto bsize = static_cast<long long>(fs.f_bsize);
-	DBG("SD=%s,blksize=%d,nb of blk=%d,total size=%lldK\n", MMC_MOUNT_POINT, static_cast<int>(bsize),
+	DBG_AS(caller, "SD=%s,blksize=%d,nb of blk=%d,total size=%lldK\n", MMC_MOUNT_POINT, static_cast<int>(bsize),
 	    static_cast<int>(blocks), blocks * bsize / 1024);
 	SD_SIZE_GB = static_cast<int>(std::ceil(static_cast<double>(blocks) * static_cast<double>(bsize) / 1073741824.0));
 }
 
 // Writes the pattern to the card and reads it back: 0 when it matched.
-int write_and_compare(const char *path)
+int write_and_compare(const char *path, const char *caller)
 {
 	int fd = plat::open(path, O_WRONLY | O_CREAT, 0700);
 	if (fd < 0) {
-		DBG("bb_mmc_ex: %s\n", std::strerror(errno));
+		DBG_AS(caller, "bb_mmc_ex: %s\n", std::strerror(errno));
 		return 1;
 	}
 	if (plat::write(fd, MMC_TEST_PATTERN, pattern_size) < 0) {
-		DBG("error: %s\n", std::strerror(errno));
+		DBG_AS(caller, "error: %s\n", std::strerror(errno));
 		plat::close(fd);
 		return 1;
 	}
 	plat::close(fd);
 	fd = plat::open(path, O_RDONLY);
 	if (fd < 0) {
-		DBG("bb_mmc_ex: %s\n", std::strerror(errno));
+		DBG_AS(caller, "bb_mmc_ex: %s\n", std::strerror(errno));
 		return 1;
 	}
 	char back[pattern_size] = {};
 	ssize_t n = plat::read(fd, back, sizeof back);
 	plat::close(fd);
 	if (n < 0 || std::memcmp(back, MMC_TEST_PATTERN, static_cast<size_t>(n)) != 0) {
-		DBG("tx failed\n");
+		DBG_AS(caller, "tx failed\n");
 		return 1;
 	}
 	return 0;
@@ -135,10 +135,10 @@ int mmc_transfer_test()
 			return 1;
 		}
 	}
-	measure_card();
+	measure_card(__func__);
 	char path[64];
 	std::snprintf(path, sizeof path, "%s/%s", MMC_MOUNT_POINT, MMC_TEST_FILE);
-	if (write_and_compare(path) != 0) {
+	if (write_and_compare(path, __func__) != 0) {
 		makedir(0);
 		mmc_umount(MMC_MOUNT_POINT);
 		return 1;

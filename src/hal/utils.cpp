@@ -24,11 +24,11 @@ int ask_driver(screen_query &q, const char *caller)
 		return 0;
 	int fd = -1;
 	if (get_lcd_fd(&fd) != 0) {
-		ftm::_dbg_print(__FILE__, __LINE__, caller, "Error: cannot open framebuffer device.\n");
+		DBG_AS(caller, "Error: cannot open framebuffer device.\n");
 		return 1;
 	}
 	if (plat::ioctl(fd, FBIOGET_VSCREENINFO, &q.info) != 0) {
-		ftm::_dbg_print(__FILE__, __LINE__, caller, "Error reading variable information.\n");
+		DBG_AS(caller, "Error reading variable information.\n");
 		return 1;
 	}
 	q.flag = 1;

@@ -44,8 +44,8 @@ int at_vibrator_test(tapp_record *r)
 	if (std::strncmp(r->params, "=1", 2) == 0) {
 		on = 1;
 	} else if (std::strncmp(r->params, "=0", 2) != 0) {
-		// Up to the line's end: the parameter is whatever the station sent.
-		DBG("unknown option %.*s, turn off now\n", static_cast<int>(std::strcspn(r->params, "\r\n")), r->params);
+		// params is always terminated; the trace cuts what does not fit.
+		DBG("unknown option %s, turn off now\n", r->params);
 	}
 	hal::vibrator_test(on);
 	return 0;

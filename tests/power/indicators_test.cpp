@@ -32,6 +32,7 @@ TEST(Vibrator, PlainRunsFifteenSecondsAndStopsEarly)
 	EXPECT_EQ(phone.ask("AT+VIB=1\n"), "OK\n");
 	EXPECT_EQ(phone.ask("AT+VIB=7\n"), "OK\n");
 	EXPECT_EQ(phone.file("/var/vibrator"), "0\n");
+	EXPECT_NE(phone.file("/data/ftm.log").find("unknown option =7\n, turn off now\n"), std::string::npos);
 }
 
 TEST(Vibrator, FramedAnswersOneOnSuccessZeroOtherwise)
@@ -140,9 +141,11 @@ TEST(Led, PlainIndexMapsToChannel)
 	EXPECT_EQ(phone.file("/var/tca6507"), "0010000\n");
 	// Index 7 does not exist.
 	EXPECT_EQ(phone.ask("AT+LED=71\n"), "ERROR\n");
-	EXPECT_EQ(phone.ask("AT+LED\n"), "ERROR\n");
-	EXPECT_EQ(phone.ask("AT+LED=Z1\n"), "ERROR\n");
+	EXPECT_NE(phone.file("/data/ftm.log").find("Wrong led index:7\n"), std::string::npos);
 	EXPECT_EQ(phone.file("/var/tca6507"), "0010000\n");
+	// The digits are decoded as frame text is, unchecked: "1G" is 0x20,
+	// index 2 off.
+	EXPECT_EQ(phone.ask("AT+LED=1G\n"), "OK\n");
 }
 
 TEST(Led, FramedAnswersFiftyFourOrFiftyFive)

@@ -82,6 +82,7 @@ TEST(Ecompass, PlainPrintsTheValueAndAnswersOkOrError)
 	EXPECT_EQ(phone.ask("AT+ECOMPASS=3\n"), "OK\n");
 	EXPECT_EQ(phone.ask("AT+ECOMPASS\n"), "OK\n");
 	EXPECT_NE(phone.file("ftmd.out").find("val = 64\nval = 677\n"), std::string::npos);
+	EXPECT_NE(phone.file("data/ftm.log").find("at_ecompass_read_id() - device id = 64\n"), std::string::npos);
 	phone.set_board("compass.id", "0x41");
 	EXPECT_EQ(phone.ask("AT+ECOMPASS=1\n"), "ERROR\n");
 	EXPECT_NE(phone.file("data/ftm.log").find("device id not match\n"), std::string::npos);
