@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <new>
 
 #include "ftm/debug.h"
 #include "ftm/ftm.h"
@@ -163,6 +164,14 @@ void touch_synced(char (*slots)[ftm::SLOT_SIZE], int *used)
 
 }  // namespace
 
+void platform_free::operator()(void *p) const { plat::mem_free(p); }
+
+void touch_env_free::operator()(touch_env *e) const
+{
+	e->~touch_env();
+	plat::mem_free(e);
+}
+
 void touch_reset()
 {
 	touch = {};
@@ -172,7 +181,12 @@ int enviroment_create()
 {
 	if (touch.env)
 		enviroment_destory();
-	touch.env.emplace();
+	void *memory = plat::mem_alloc(sizeof(touch_env));
+	if (!memory) {
+		DBG("can not allocate memory for touchpanel enviroment\n");
+		return 1;
+	}
+	touch.env.reset(new (memory) touch_env{});
 	touch_env &e = *touch.env;
 	if (!read_range(kGetAbsX, &e.x_max, &e.x_min)) {
 		DBG("can not get touchpad ABS_X information\n");
@@ -195,7 +209,13 @@ int enviroment_create()
 	touch.x_scale = static_cast<float>(ftm::gfx.lcd_width) / static_cast<float>(touch.touch_width);
 	touch.y_scale = static_cast<float>(ftm::gfx.lcd_height) / static_cast<float>(touch.touch_height);
 	create_color_list();
-	e.blocks = {};
+	e.blocks.reset(static_cast<touch_block *>(plat::mem_alloc(e.blocks_count * sizeof(touch_block))));
+	if (!e.blocks) {
+		// Without its blocks the test cannot run: no grid, no environment.
+		DBG("can not allocate memory for block information\n");
+		touch.env.reset();
+		return 1;
+	}
 	config_blocks();
 	ftm::lcd_clear();
 	draw_sight();

@@ -4,7 +4,7 @@
 
 #include <array>
 #include <cstdint>
-#include <optional>
+#include <memory>
 
 namespace hal {
 
@@ -16,17 +16,27 @@ struct touch_block {
 	int hit;
 };
 
+// The test's memory comes from the platform's heap, which the simulated
+// board can refuse, so the out-of-memory answers can be seen.
+struct platform_free {
+	void operator()(void *p) const;
+};
+
 struct touch_env {
 	uint32_t blocks_count;  // 16 with the virtual keys, else 9
 	int sight_length;
 	int sight_thickness;
 	int x_max, x_min;
 	int y_max, y_min;
-	std::array<touch_block, TOUCH_MAX_BLOCKS> blocks;
+	std::unique_ptr<touch_block[], platform_free> blocks;  // blocks_count of them
+};
+
+struct touch_env_free {
+	void operator()(touch_env *e) const;
 };
 
 struct touch_globals {
-	std::optional<touch_env> env;  // empty when no test is set up
+	std::unique_ptr<touch_env, touch_env_free> env;  // empty when no test is set up
 	int touch_width = 0, touch_height = 0;
 	float x_scale = 0, y_scale = 0;
 	bool has_color = false;

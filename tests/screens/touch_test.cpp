@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "hal/touch.h"
 #include "screen_support.h"
 #include "station/link.h"
 
@@ -152,6 +153,24 @@ TEST(TouchTest, WithoutThePanelRangeNoTargetsAreDrawnAndNothingIsReported)
 	EXPECT_EQ(report_of(phone, 100, 100), "OK\n");
 	EXPECT_EQ(count(panel(phone), kBlue, 0, 0, 800, 480), 800 * 480);
 	EXPECT_NE(phone.file("/data/ftm.log").find("can not get touchpad ABS_X information\n"), std::string::npos);
+}
+
+// The heap refuses the test's memory: the environment first, then the nine
+// blocks. Either way no grid is drawn and touches report nothing.
+TEST(TouchTest, WithoutMemoryNoTargetsAreDrawnAndNothingIsReported)
+{
+	const std::pair<size_t, const char *> refusals[] = {
+	    {sizeof(hal::touch_env), "can not allocate memory for touchpanel enviroment\n"},
+	    {9 * sizeof(hal::touch_block), "can not allocate memory for block information\n"}};
+	for (const auto &[size, trace] : refusals) {
+		SCOPED_TRACE(trace);
+		SimPhone phone(SimPhone::Setup{.board = {{"mem.fail_sizes", std::to_string(size)}}});
+		ASSERT_EQ(phone.ask("AT+LCD=B\n"), "OK\n");
+		EXPECT_EQ(phone.ask("AT%TPNTEST=1,2\n"), "OK\n");
+		EXPECT_EQ(report_of(phone, 100, 100), "OK\n");
+		EXPECT_EQ(count(panel(phone), kBlue, 0, 0, 800, 480), 800 * 480);
+		EXPECT_NE(phone.file("/data/ftm.log").find(trace), std::string::npos);
+	}
 }
 
 // Hitting all targets ends the test after a second; the board runs 100
