@@ -169,10 +169,10 @@ int jpeg_encoder_encode(const char *, const cam::cam_ctrl_dimension_t *d, uint8_
 		std::fputs("Previous Jpeg Encoding is not done!\n", stderr);
 		return 0;
 	}
-	if (!enc.jpeg_encoder || !d) {
-		std::fputs("jpeg_encoder_encode: encoder not initialised\n", stderr);
+	// Without an encoder the source is refused further on (7), as before
+	// any set-up; without a dimension record there is nothing to encode.
+	if (!d)
 		return 0;
-	}
 	std::fprintf(stderr, "jpeg_encoder_encode: thumbnail_fd = %d snapshot_fd = %d\n", thumbnail_fd, main_fd);
 	enc.tdBefore = std::chrono::steady_clock::now();
 	exif_destroy(&enc.exif_info);

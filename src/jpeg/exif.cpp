@@ -45,7 +45,7 @@ int exif_set_tag(exif_info_obj_t obj, uint32_t tag_id, const exif_tag_entry_t *p
 	obj->tags[place].reset();
 	if (!p_entry)
 		return JPEGERR_SUCCESS;
-	if (p_entry->count == 0 || p_entry->type == 0 || p_entry->type >= tag_type_sizes.size())
+	if (p_entry->count == 0 || p_entry->type >= tag_type_sizes.size())
 		return JPEGERR_EBADPARM;
 
 	auto tag = make_nothrow<exif_tag_entry_ex_t>();

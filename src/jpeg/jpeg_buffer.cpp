@@ -100,7 +100,7 @@ int jpeg_buffer_attach_existing(jpeg_buffer_t buffer, jpeg_buffer_t other, uint3
 		return JPEGERR_EFAILED;
 	jpeg_buffer_reset(buffer);
 	buffer->ptr = other->ptr + offset;
-	buffer->phy_addr = other->phy_addr ? other->phy_addr + offset : 0;
+	buffer->phy_addr = other->phy_addr + offset;
 	buffer->size = other->size - offset;
 	buffer->pmem_fd = other->pmem_fd;
 	buffer->offset = 0;

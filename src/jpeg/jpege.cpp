@@ -298,14 +298,14 @@ static int jpege_choose_engine(jpege_obj_t *obj)
 
 static int jpege_begin(jpege_obj_t *obj, const jpege_cfg_t *cfg, exif_info_obj_t *p_exif)
 {
-	if (!obj->source.p_main || !obj->dest.output_handler)
-		return JPEGERR_EUNINITIALIZED;
-	if (cfg->thumbnail_present && !obj->source.p_thumbnail)
-		return JPEGERR_EBADPARM;
 	jpegw_configure(&obj->writer, &obj->source, &obj->dest, &obj->cfg, p_exif);
 	int rc = jpege_configure(obj, cfg);
 	if (rc)
 		return rc;
+	// What every engine's start check refuses, before any engine is made.
+	if (!obj->source.p_main || !obj->dest.output_handler ||
+	    (obj->cfg.thumbnail_present && !obj->source.p_thumbnail))
+		return JPEGERR_ENULLPTR;
 	obj->engine_dst.p_output_handler = jpege_engine_output_handler;
 	obj->engine_dst.buffer_cnt = obj->dest.buffer_cnt;
 	obj->engine_dst.buffers = obj->dest.buffers;
@@ -327,8 +327,6 @@ int jpege_start(jpege_obj_handle obj, const jpege_cfg_t *cfg, exif_info_obj_t *p
 {
 	if (!obj)
 		return JPEGERR_EUNINITIALIZED;
-	if (!cfg)
-		return JPEGERR_ENULLPTR;
 	{
 		std::lock_guard lock(obj->mutex);
 		if (obj->state != JPEGE_STATE_IDLE)

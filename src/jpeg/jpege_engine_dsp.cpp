@@ -179,7 +179,10 @@ int jpege_engine_dsp_check_start_param(jpege_engine_obj_t *, const jpege_img_cfg
 	}
 	if (dest->buffer_cnt < 2)
 		std::fprintf(stderr, "%swarning: 2 destination buffers needed; use internal ones\n", p);
-	else if (dest->buffers[0]->pmem_fd <= 0 || dest->buffers[1]->pmem_fd <= 0)
+	bool unmapped = false;
+	for (uint32_t i = 0; i < dest->buffer_cnt && i < dest->buffers.size(); ++i)
+		unmapped |= !dest->buffers[i] || dest->buffers[i]->pmem_fd <= 0;
+	if (unmapped)
 		std::fprintf(stderr, "%swarning: destination buffer not physically mapped; use internal ones\n", p);
 	if (!cfg->scale_cfg.enable)
 		return JPEGERR_SUCCESS;

@@ -206,6 +206,7 @@ TEST(Jpege, SecondStartWhileEncodingIsRefused)
 	c.hold = true;
 	ASSERT_EQ(jpege_start(c.enc, &c.cfg, nullptr), 0);
 	EXPECT_EQ(jpege_start(c.enc, &c.cfg, nullptr), JPEGERR_EBADSTATE);
+	EXPECT_EQ(jpege_start(c.enc, nullptr, nullptr), JPEGERR_EBADSTATE);  // the state is asked first
 	c.release();
 	EXPECT_TRUE(c.wait_event(JPEG_EVENT_DONE));
 	EXPECT_EQ(c.events, std::vector<int>{JPEG_EVENT_DONE});
@@ -297,7 +298,8 @@ TEST(Jpege, BadConfigurations)
 	EXPECT_EQ(start_with([](jpege_cfg_t &k) { k.target_file_size = 1000; }), JPEGERR_EUNSUPPORTED);
 	EXPECT_EQ(start_with([](jpege_cfg_t &k) { k.header_type = 2; }), JPEGERR_EBADPARM);
 	EXPECT_EQ(start_with([](jpege_cfg_t &k) { k.preference = 4; }), JPEGERR_EBADPARM);
-	EXPECT_EQ(start_with([](jpege_cfg_t &k) { k.thumbnail_present = 1; }), JPEGERR_EBADPARM);  // no thumbnail source
+	// No thumbnail source: the engines' start check finds a null image.
+	EXPECT_EQ(start_with([](jpege_cfg_t &k) { k.thumbnail_present = 1; }), JPEGERR_ENULLPTR);
 	EXPECT_EQ(jpege_start(c.enc, nullptr, nullptr), JPEGERR_ENULLPTR);
 
 	// Planes smaller than the picture they claim to hold.
