@@ -124,7 +124,7 @@ int Kernel::vfe_command(unsigned long request, const vfe_cfg_cmd_t *cfg)
 			std::memcpy(&w, b.data() + off, 4);
 			return w;
 		};
-		axi_size_ = {((word(8) >> 12) & 0x3FF) * 8, word(8) & 0xFFF, ((word(24) >> 12) & 0x3FF) * 8, word(24) & 0xFFF};
+		axi_size_ = {((word(8) >> 16) & 0x3FF) * 8, word(8) & 0xFFF, ((word(24) >> 16) & 0x3FF) * 8, word(24) & 0xFFF};
 		axi_type_ = cfg->cmd_type;
 	} else if (command->queue == 25) {
 		const auto &b = log_.back().bytes;

@@ -37,6 +37,9 @@ TEST(VfeRecords, DefaultsAndTheirFields)
 	EXPECT_EQ(VFE_DefaultScaleOutput2CfgCmd.get(8, 0, 12), 0x634u);  // widthOfInputToY_MN_Scaler
 	EXPECT_EQ(VFE_DefaultScaleOutput2CfgCmd.get(32, 0, 12), 0x140u);  // widthOfOutputOfY_Polyphase_Scaler
 	EXPECT_EQ(VFE_DefaultAXIOutputCfgCmd.get(8, 0, 12), 0xF0u);  // out1YImageHeight
+	// The width in words has its own 16 bits: 40 words of the default 320-pixel row.
+	EXPECT_EQ(VFE_DefaultAXIOutputCfgCmd.get(10, 0, 10), 40u);   // out1YImageWidthIn64BitWords
+	EXPECT_EQ(VFE_DefaultAXIOutputCfgCmd.get(12, 14, 12), 40u);  // out1YRowIncIn64bitIncs
 	EXPECT_EQ(VFE_DefaultAXIOutputCfgCmd.get(12, 0, 2), 1u);     // out1YBurstLen
 	EXPECT_EQ(VFE_DefaultY_GammaCfgCmd.w[0], 3u);
 	EXPECT_EQ(VFE_DefaultRollOffCfgCmd.w[1], 0x2580320u);
@@ -134,9 +137,9 @@ TEST_F(CamConf, PreviewRecordsOfTheOv5642)
 	ASSERT_EQ(a.size(), 42u);
 	EXPECT_EQ(a[0], 1u);
 	EXPECT_EQ(a[1] & 7, 1u);  // outputMode: output 2
-	EXPECT_EQ(a[6], 480u | 100u << 12);
+	EXPECT_EQ(a[6], 480u | 100u << 16);
 	EXPECT_EQ(a[7], 1u | 480u << 2 | 100u << 14);
-	EXPECT_EQ(a[8], 240u | 100u << 12);
+	EXPECT_EQ(a[8], 240u | 100u << 16);
 	EXPECT_EQ(a[9], 1u | 240u << 2 | 100u << 14);
 }
 

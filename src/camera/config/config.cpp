@@ -37,9 +37,9 @@ void config_duty_loop(stats_event_t &event, event_buffers &buffers)
 	for (;;) {
 		std::fprintf(stderr, "...... entering config duty loop ...... \n");
 		// A handler may have repointed value (the dimension answer): the
-		// driver must write into our own buffer again.
+		// driver must write into our own buffer again. The length is left
+		// alone: a held stop answers with its own.
 		event.ctrl_cmd.value = buffers.value.data();
-		event.ctrl_cmd.length = CTRL_VALUE_MAX;
 		event.vfe_msg.data = buffers.msg.data();
 		if (plat::ioctl(cfgctrl.camfd, MSM_CAM_IOCTL_GET_STATS, &event) <= 0) {
 			plat::usleep(EMPTY_EVENT_BACKOFF_US);
@@ -87,6 +87,7 @@ void *cam_conf(void *)
 			event_buffers buffers;
 			stats_event_t event{};
 			event.timeout_ms = GET_STATS_TIMEOUT_MS;
+			event.ctrl_cmd.length = CTRL_VALUE_MAX;
 			cfgctrl.state = CAMERA_STATE_IDLE;
 			config_duty_loop(event, buffers);
 			std::fprintf(stderr, "cam_conf: CAMERA_EXIT\n");

@@ -171,7 +171,7 @@ int axi_init(config_ctrl_t *ctrl, uint32_t cmd_type)
 	axi = VFE_DefaultAXIOutputCfgCmd;
 	auto block = [&](size_t off, uint32_t w, uint32_t h) {
 		axi.set(off, 0, 12, h);
-		axi.set(off, 12, 10, w / 8);
+		axi.set(off + 2, 0, 10, w / 8);  // its own 16 bits, as in the default record
 		axi.set(off + 4, 2, 12, h);
 		axi.set(off + 4, 14, 12, w / 8);
 	};
