@@ -13,11 +13,9 @@ namespace hal {
 
 int flashled_test(int on)
 {
+	// A file that does not open leaves -1, and the write below fails on it.
 	int fd = -1;
-	if (get_flashled_fd(&fd) != 0) {
-		DBG("Open file faild\n");
-		return 1;
-	}
+	(void)get_flashled_fd(&fd);
 	char text[4];
 	int n = std::snprintf(text, sizeof text, "%d", on == 1 ? 1 : 0);
 	if (plat::write(fd, text, static_cast<size_t>(n)) != n) {

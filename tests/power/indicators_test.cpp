@@ -178,8 +178,13 @@ TEST(FlashLed, OnOffAndUnknownGoesOff)
 
 TEST(FlashLed, FailingOrMissingFileIsAnError)
 {
-	SimPhone phone({.board = {{"flashled.present", "0"}}});
+	SimPhone phone({.board = {{"flashled.present", "0"}, {"tca6507.present", "0"}}});
 	EXPECT_EQ(phone.ask("AT+FLASHLED=1\n"), "ERROR\n");
+	// A device that is not there fails as the write or switch on it does.
+	EXPECT_EQ(phone.ask("AT+LED=61\n"), "ERROR\n");
+	std::string log = phone.file("/data/ftm.log");
+	EXPECT_NE(log.find("flash led test error\n"), std::string::npos);
+	EXPECT_NE(log.find("tca6507 led error\n"), std::string::npos);
 	// The registry opens the file again once it is there.
 	phone.set_board("flashled.present", "1");
 	EXPECT_EQ(phone.ask("AT+FLASHLED=1\n"), "OK\n");
