@@ -63,6 +63,9 @@ TEST_F(Helpers, WhiteBalanceGainsInQ7)
 	EXPECT_EQ(kernel().log().size(), 1u);
 	EXPECT_EQ(v.vcmd->VFE_WhiteBalanceCfgCmd.get(6, 2, 9), 0x1FFu);
 	EXPECT_EQ(v.vcmd->VFE_WhiteBalanceCfgCmd.get(4, 0, 9), 0u);
+	// The scaling truncates: 1.999 x 128 is 255.87, which gives 255.
+	EXPECT_TRUE(vfe_util_updatewb(&v, 1.999f, 1.0f, 1.0f, false));
+	EXPECT_EQ(v.vcmd->VFE_WhiteBalanceCfgCmd.get(6, 2, 9), 255u);
 }
 
 TEST_F(Helpers, GammaAndRegionHelpers)
@@ -77,9 +80,14 @@ TEST_F(Helpers, GammaAndRegionHelpers)
 	EXPECT_TRUE(kernel().log().empty());  // loaded at the next restart
 	EXPECT_EQ(cfgctrl.vfeCtrl.vcmd->VFE_Y_GammaCfgCmd.get(8, 0, 8), 255u);
 	EXPECT_EQ(cfgctrl.vfeCtrl.vcmd->VFE_RGB_GammaCfgCmd.get(8 + 1023, 0, 8), 0u);
-	// 1280 x 960 active region, default enables (regions bit clear, sub bit set):
-	// s = 3 + 2, t = 2.
+	// 1280 x 960 active region; the region flags are bits 1 and 2, after the
+	// enable. Default: both set, s = 4 + 2, t = 2.
+	auto &stats = cfgctrl.vfeCtrl.vcmd->VFE_StatsWB_EXP_CfgCmd;
+	EXPECT_EQ(vfe_util_get_input_pix_per_region(&cfgctrl), ((1280u >> 6) << 2) * ((960u >> 6) << 2));
+	stats.set(4, 0, 3, 0x5);  // enable and sub-regions: s = 3 + 2, t = 2
 	EXPECT_EQ(vfe_util_get_input_pix_per_region(&cfgctrl), ((1280u >> 5) << 2) * ((960u >> 5) << 2));
+	stats.set(4, 0, 3, 0x3);  // enable and regions: s = 4 + 3, t = 3
+	EXPECT_EQ(vfe_util_get_input_pix_per_region(&cfgctrl), ((1280u >> 7) << 3) * ((960u >> 7) << 3));
 }
 
 }  // namespace

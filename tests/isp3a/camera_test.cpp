@@ -79,15 +79,21 @@ TEST_F(BayerCam, ExposureConvergesThroughTheConfigurationThread)
 	EXPECT_TRUE(f.good());  // written at the stop of preview
 }
 
-TEST_F(BayerCam, StatisticsOfAnUnknownBufferAreOnlyReported)
+TEST_F(BayerCam, StatisticsOfAnUnknownBufferAreReportedAndStillRun)
 {
 	idle();
 	start_preview();
+	idle();
+	cam::cfgctrl.isp3aCtrl.curAwbAecBuf = 1;
 	std::vector<uint8_t> bytes = stats_message(12345);
-	kernel().post(cam::RESP_VFE, 0, cam::VFE_STATS_WB_EXP, bytes);
+	kernel().post(cam::RESP_VFE, 0, cam::VFE_STATS_WB_EXP, bytes);  // the skipped first frame
 	idle();
 	EXPECT_EQ(cam::cfgctrl.isp3aCtrl.aec_state.aec_frame_cnt, 0u);
-	EXPECT_EQ(count_requests(kernel().log(), cam::MSM_CAM_IOCTL_RELEASE_STATS_BUFFER), 1u);  // still given back
+	kernel().post(cam::RESP_VFE, 0, cam::VFE_STATS_WB_EXP, bytes);
+	idle();
+	EXPECT_EQ(cam::cfgctrl.isp3aCtrl.aec_state.aec_frame_cnt, 1u);  // on the buffer noted last
+	EXPECT_EQ(cam::cfgctrl.isp3aCtrl.curAwbAecBuf, 1u);
+	EXPECT_EQ(count_requests(kernel().log(), cam::MSM_CAM_IOCTL_RELEASE_STATS_BUFFER), 2u);  // still given back
 }
 
 TEST_F(BayerCam, NoExposureOrWhiteBalanceDuringAFocusSearch)
@@ -107,4 +113,91 @@ TEST_F(BayerCam, NoExposureOrWhiteBalanceDuringAFocusSearch)
 	cam::af_ctrl()->state = cam::AF_INACTIVE;
 	stats_frame(0, scene, 256, 100);
 	EXPECT_EQ(cam::cfgctrl.isp3aCtrl.aec_state.aec_frame_cnt, before + 1);
+}
+
+namespace {
+
+// The last record of a command number on the command queue.
+const sim::camera::Recorded *last_record(const std::vector<sim::camera::Recorded> &log, uint32_t number,
+					 uint32_t cmd_type = 0)
+{
+	const sim::camera::Recorded *found = nullptr;
+	for (const auto &r : log)
+		if (r.request == cam::MSM_CAM_IOCTL_VFE_COMMAND && r.queue == cam::VFE_QUEUE_CMD && r.number == number &&
+		    r.cmd_type == cmd_type)
+			found = &r;
+	return found;
+}
+
+uint32_t word_at(const std::vector<uint8_t> &bytes, size_t off)
+{
+	uint32_t w = 0;
+	if (off + 4 <= bytes.size())
+		std::memcpy(&w, bytes.data() + off, 4);
+	return w;
+}
+
+}  // namespace
+
+TEST_F(BayerCam, PreviewSendsTheBayerRecordsAndTurnsStatisticsOn)
+{
+	idle();
+	kernel().clear_log();
+	start_preview();
+	idle();
+	auto log = kernel().log();
+	const auto *stats = last_record(log, cam::VFE_CMD_STATS_WB_EXP_CFG, cam::VFE_STATS_ENABLE);
+	ASSERT_NE(stats, nullptr);
+	EXPECT_EQ(stats->bytes[4] & 1, 1);  // enabled
+	// The three statistics buffers go out in the record.
+	const auto &bufs = cam::cfgctrl.isp3aCtrl.AecAwbBuf;
+	EXPECT_EQ(word_at(stats->bytes, 28), static_cast<uint32_t>(reinterpret_cast<uintptr_t>(bufs[0].addr)));
+	EXPECT_NE(last_record(log, cam::VFE_CMD_STATS_AF_CFG, cam::VFE_STATS_AF), nullptr);
+	const auto *wb = last_record(log, cam::VFE_CMD_WHITE_BALANCE_CFG);
+	ASSERT_NE(wb, nullptr);
+	const float *g = cam::cfgctrl.isp3aCtrl.wb_gain;
+	EXPECT_EQ(word_at(wb->bytes, 4) & 0x1FF, static_cast<uint32_t>(g[1] * 128.0));
+	EXPECT_NE(last_record(log, cam::VFE_CMD_DEMOSAIC_CFG), nullptr);
+	EXPECT_NE(last_record(log, cam::VFE_CMD_BLACK_LEVEL_CFG), nullptr);
+	// The start record: active region less 12 and 6.
+	const auto *start = last_record(log, cam::VFE_CMD_START);
+	ASSERT_NE(start, nullptr);
+	const auto &region = cam::cfgctrl.vfeCtrl.vcmd->VFE_ActiveRegionCfgCmd;
+	EXPECT_EQ(word_at(start->bytes, 12) & 0xFFF, region.get(4, 0, 13) + 1 - 12);
+	EXPECT_EQ((word_at(start->bytes, 12) >> 16) & 0xFFF, region.get(8, 0, 13) + 1 - 6);
+}
+
+TEST_F(BayerCam, WhiteBalanceResultsReachTheRecords)
+{
+	idle();
+	start_preview();
+	idle();
+	set_board("camera.dsp", "silent");
+	cam::vfe_ctrl_t &v = cam::cfgctrl.vfeCtrl;
+	v.InVfeUpdate = 0;
+	kernel().clear_log();
+	cam::isp3a_update_t &u = cam::cfgctrl.isp3aCtrl.update_record;
+	u.box = {12, 230, {1, 2, 3, 4}, {-8, 9, -10, 11}};
+	u.bounding_box_update = 1;
+	u.r_gain = 2.0f, u.g_gain = 1.0f, u.b_gain = 1.5f;
+	u.wb_update = 1;
+	u.wb_applied = 1;
+	EXPECT_TRUE(cam::vfe_stats_update(1, &cam::cfgctrl));
+	auto log = kernel().log();
+	const auto *bounds = last_record(log, cam::VFE_CMD_STATS_WB_EXP_UPDATE);
+	ASSERT_NE(bounds, nullptr);
+	EXPECT_EQ(bounds->bytes[6], 12);
+	EXPECT_EQ(bounds->bytes[7], 230);
+	EXPECT_EQ(word_at(bounds->bytes, 12) >> 16 & 0xFFF, 0xFF8u);  // Cb line 1, 12 bits
+	const auto *wb = last_record(log, cam::VFE_CMD_WHITE_BALANCE_CFG);
+	ASSERT_NE(wb, nullptr);
+	uint32_t w = word_at(wb->bytes, 4);
+	EXPECT_EQ(w & 0x1FF, 128u);
+	EXPECT_EQ((w >> 9) & 0x1FF, 192u);
+	EXPECT_EQ((w >> 18) & 0x1FF, 256u);
+	EXPECT_EQ(u.wb_update, 0);  // taken
+	// Unflagged results send nothing.
+	kernel().clear_log();
+	EXPECT_TRUE(cam::vfe_stats_update(1, &cam::cfgctrl));
+	EXPECT_TRUE(kernel().log().empty());
 }

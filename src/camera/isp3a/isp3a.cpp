@@ -287,7 +287,7 @@ void isp3a_set_awb_state_color_conversion_state(config_ctrl_t *ctrl, uint32_t st
 	ctrl->isp3aCtrl.awb_color_conversion_state = state;
 }
 
-void isp3a_vfe_stats_msg(config_ctrl_t *ctrl, int32_t type, uint32_t word0, int32_t fd)
+void isp3a_vfe_stats_msg(config_ctrl_t *ctrl, int32_t type, int32_t fd)
 {
 	isp3a_ctrl_t &c = ctrl->isp3aCtrl;
 	auto &bufs = type == 0 ? c.AecAwbBuf : c.AfBuf;
@@ -295,25 +295,29 @@ void isp3a_vfe_stats_msg(config_ctrl_t *ctrl, int32_t type, uint32_t word0, int3
 	for (int i = 0; i < 3; i++)
 		if (bufs[i].addr && bufs[i].fd == fd)
 			found = i;
+	// A buffer we do not know is reported and the frame still runs, on the
+	// buffer noted last.
 	if (found < 0) {
 		if (type == 0)
 			std::fprintf(stderr, "AWB_AEC_STATS buffer mismatch: fd = %d, buffer = 0x%lx\n", fd, 0ul);
 		else
 			std::fprintf(stderr, "AF_STATS buffer mismatch: fd = %d, buffer = %lu\n", fd, 0ul);
-		return;
+	} else if (type == 0) {
+		c.curAwbAecBuf = static_cast<uint32_t>(found);
+	} else {
+		c.curAfBuf = static_cast<uint8_t>(found);
 	}
 	if (ctrl->vfeCtrl.stats_skip) {
 		ctrl->vfeCtrl.stats_skip = 0;
 		return;
 	}
 	if (type == 0) {
-		c.curAwbAecBuf = static_cast<uint32_t>(found);
 		if (af_is_active())
 			return;  // exposure and white balance wait for the focus search
 		stats_execution(&ctrl->sensorCtrl, &c, ISP3A_OP_PREVIEW, 1, ctrl->vfeCtrl.stats_state, ctrl);
 	} else {
-		c.curAfBuf = static_cast<uint8_t>(found);
-		isp3a_process_af_stats(&ctrl->sensorCtrl, &c, (word0 >> 12) & 0xFFF, word0 & 0xFFF);
+		const auto &crop = ctrl->vfeCtrl.vcmd->VFE_FOV_CropCfgCmd;
+		isp3a_process_af_stats(&ctrl->sensorCtrl, &c, crop.get(10, 0, 12), crop.get(8, 0, 12));
 	}
 }
 

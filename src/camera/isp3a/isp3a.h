@@ -145,9 +145,9 @@ void isp3a_set_awb_state_color_conversion_state(config_ctrl_t *ctrl, uint32_t st
 bool af_process_start_focus(config_ctrl_t *ctrl);
 int32_t af_read_sharpness();
 // A statistics message of the front end on a Bayer sensor: type 0 AEC/AWB,
-// 1 AF; word0 of the AF message holds the window's last line (bits 0-11)
-// and first line (bits 12-23). Consumes the one-frame skip flag.
-void isp3a_vfe_stats_msg(config_ctrl_t *ctrl, int32_t type, uint32_t word0, int32_t fd);
+// 1 AF, whose window is the field-of-view crop's lines. Consumes the
+// one-frame skip flag.
+void isp3a_vfe_stats_msg(config_ctrl_t *ctrl, int32_t type, int32_t fd);
 
 // The camera-free core of the control, on a sensor and a 3A record alone:
 // what the camera control runs through the calls above, and what tests and

@@ -153,15 +153,4 @@ bool vfe_vfe_update(config_ctrl_t *ctrl)
 	return vfe_util_send(ctrl->vfeCtrl.vcmd->VFE_UpdateCmd, VFE_QUEUE_CMD) != VFE_SEND_FAILED;
 }
 
-bool vfe_stats_update(int kind, config_ctrl_t *)
-{
-	// The statistics updates come from 3A, which runs on a Bayer sensor only.
-	switch (kind) {
-	case 0:
-	case 1:
-	case 2: return true;
-	default: return false;
-	}
-}
-
 }  // namespace cam

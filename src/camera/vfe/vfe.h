@@ -129,10 +129,21 @@ struct vfe_stats_bounds_t {
 };
 bool vfe_util_updatestatssend(vfe_ctrl_t *vfe, uint32_t cmd_type);
 bool vfe_update_stats_config(vfe_ctrl_t *vfe, const vfe_stats_bounds_t &bounds);
+// The bounds that an update record holds.
+vfe_stats_bounds_t vfe_stats_bounds_of(const vfe_rec<20> &update);
 bool vfe_af_stop(vfe_ctrl_t *vfe);
 bool vfe_util_updatewb(vfe_ctrl_t *vfe, float red, float green, float blue, bool send);
 void vfe_util_updategamma(vfe_ctrl_t *vfe, const uint8_t *table);
 uint32_t vfe_util_get_input_pix_per_region(const config_ctrl_t *ctrl);
+// 3A on a Bayer sensor: statistics set-up and the records 3A changes.
+bool vfe_preview_aecawb_init(config_ctrl_t *ctrl);
+bool vfe_preview_af_init(config_ctrl_t *ctrl);
+void vfe_util_copy_aec_awb_config(config_ctrl_t *ctrl);
+void vfe_util_copy_af_config(config_ctrl_t *ctrl);
+bool vfe_util_af_start(config_ctrl_t *ctrl, uint32_t mode);
+bool vfe_util_updateblacklevel(vfe_ctrl_t *vfe, uint32_t a, uint32_t b, bool send);
+bool vfe_util_updatecorrincolorproc(config_ctrl_t *ctrl, const std::array<int32_t, 13> &matrix, bool send);
+bool vfe_util_updateconversincolorprcess(config_ctrl_t *ctrl, const std::array<int32_t, 13> &matrix);
 void vfe_preview_putgammatable(config_ctrl_t *ctrl, int32_t effect, int32_t contrast, int32_t light);
 
 }  // namespace cam

@@ -5,6 +5,8 @@
 #include <cstdio>
 
 #include "camera/config/config.h"
+#include "camera/config/led.h"
+#include "camera/isp3a/aec.h"
 #include "platform/platform.h"
 
 namespace cam {
@@ -39,8 +41,8 @@ skips configure_camif(config_ctrl_t *ctrl)
 	uint32_t w = s.camif_width.low() - s.camif_width.high() + 1, h = s.camif_height.low() - s.camif_height.high() + 1;
 	if (ycbcr)
 		w /= 2;
-	uint32_t hw = half_output(v.outputs & 1 ? v.output1_width : 0, v.outputs & 2 ? v.output2_width : 0);
-	uint32_t hh = half_output(v.outputs & 1 ? v.output1_height : 0, v.outputs & 2 ? v.output2_height : 0);
+	uint32_t hw = half_output(v.output1_width, v.output2_width);
+	uint32_t hh = half_output(v.output1_height, v.output2_height);
 	skips sk{skip_for(ceil_div(w, hw)), skip_for(ceil_div(h, hh))};
 	std::fprintf(stderr, "pixel_skip = %u, line_skip = %u\n", sk.pixel, sk.line);
 	if (sk.pixel + sk.line > 2)
@@ -192,6 +194,50 @@ int axi_init(config_ctrl_t *ctrl, uint32_t cmd_type)
 	return rc;
 }
 
+// The Bayer processing records, in the order the VFE takes them, and the
+// start bits that go with them.
+void bayer_processing(config_ctrl_t *ctrl)
+{
+	vfe_ctrl_t &v = ctrl->vfeCtrl;
+	vfe_cmd_block_t &b = *v.vcmd;
+	const effects_ctrl_t &e = ctrl->effectsCtrl;
+	const isp3a_ctrl_t &c = ctrl->isp3aCtrl;
+	if ((e.alt_color & 0xFF) == 1) {
+		vfe_util_send(b.VFE_ColorProcessingCfgCmd2, VFE_QUEUE_CMD);
+	} else if (e.special_effect.current_value == 1) {  // 1: no effect
+		// Before AWB has chosen one, the sensor's default conversion stands.
+		const auto &now = c.update_record.conversion;
+		bool chosen = std::any_of(now.begin(), now.end(), [](int32_t x) { return x != 0; });
+		const sensor_tuning_t *t = ctrl->sensorCtrl.tuning;
+		if (chosen || t)
+			vfe_util_updateconversincolorprcess(ctrl, chosen ? now : t->cc_default);
+	}
+	vfe_util_send(b.VFE_ColorProcessingCfgCmd, VFE_QUEUE_CMD);
+	// The tuning carries no sharpening filter, so the adaptive filter stays off.
+	b.VFE_StartCmd.set(8, 5, 1, 0);
+	vfe_util_send(b.VFE_DemosaicCfgCmd, VFE_QUEUE_CMD);
+	vfe_util_updatewb(&v, c.wb_gain[0], c.wb_gain[1], c.wb_gain[2], false);
+	std::fprintf(stderr, "Sending vcmd->VFE_WhiteBalanceCfgCmd\n");
+	vfe_util_send(b.VFE_WhiteBalanceCfgCmd, VFE_QUEUE_CMD);
+	vfe_util_send(b.VFE_RGB_GammaCfgCmd, VFE_QUEUE_TABLE);
+	vfe_util_send(b.VFE_Y_GammaCfgCmd, VFE_QUEUE_TABLE);
+	vfe_util_send(b.VFE_BlackLevelCfgCmd, VFE_QUEUE_CMD);
+	// No roll-off table comes with the tuning: the default record goes out.
+	vfe_util_send(b.VFE_RollOffCfgCmd, VFE_QUEUE_TABLE);
+	auto &start = b.VFE_StartCmd;
+	if (!ctrl->sensorCtrl.camctrl.lc_supported)
+		start.set(8, 1, 1, 0);
+	start.set(8, 3, 1, ctrl->sensorCtrl.gamma_enable ? 1 : 0);
+	if ((e.luma_nr & 0xFF) != 0 && e.effect_flag[0] == 0)
+		start.set(8, 4, 1, 1);
+	const auto &region = b.VFE_ActiveRegionCfgCmd;
+	uint32_t aw = region.get(4, 0, 13) - region.get(6, 0, 13) + 1;
+	uint32_t ah = region.get(8, 0, 13) - region.get(10, 0, 13) + 1;
+	// Each in its own 16 bits, as the other 12-bit sizes of the records.
+	start.set(12, 0, 12, aw > 12 ? aw - 12 : 0);
+	start.set(14, 0, 12, ah > 6 ? ah - 6 : 0);
+}
+
 // Clamp, frame skip, chroma subsample, AXI; then the start record.
 bool finish_pipeline(config_ctrl_t *ctrl, uint32_t axi_type)
 {
@@ -208,8 +254,7 @@ bool finish_pipeline(config_ctrl_t *ctrl, uint32_t axi_type)
 		for (unsigned bit = 0; bit < 6; ++bit)
 			b.VFE_StartCmd.set(8, bit, 1, 0);  // the sensor did the processing
 	} else {
-		b.VFE_StartCmd.set(8, 3, 1, ctrl->sensorCtrl.gamma_enable ? 1 : 0);
-		b.VFE_StartCmd.set(12, 0, 12, 0);
+		bayer_processing(ctrl);
 	}
 	return true;
 }
@@ -241,6 +286,10 @@ bool vfe_preview_config(config_ctrl_t *ctrl)
 	auto &start = ctrl->vfeCtrl.vcmd->VFE_StartCmd;
 	start.set(4, 1, 1, 0);  // continuous
 	plat::usleep(START_SETTLE_US);
+	if (ctrl->sensorCtrl.output_format == SENSOR_BAYER) {
+		vfe_preview_aecawb_init(ctrl);
+		vfe_preview_af_init(ctrl);
+	}
 	return true;
 }
 
@@ -251,6 +300,8 @@ bool vfe_snapshot_config(config_ctrl_t *ctrl)
 		std::fprintf(stderr, "vfe_snapshot_config: vfe_util_get_sensor_info failed! %d \n", 1345);
 		return false;
 	}
+	if (ctrl->sensorCtrl.output_format == SENSOR_BAYER && get_led_mode() == 1 && aec_LED_active(&ctrl->isp3aCtrl))
+		isp3a_update_led_state(&ctrl->isp3aCtrl, 2);
 	if (plat::ioctl(ctrl->camfd, MSM_CAM_IOCTL_SNAPSHOT_BEGIN, uintptr_t{0}) < 0)
 		return false;
 	if (!pipeline(ctrl, 3, 2))

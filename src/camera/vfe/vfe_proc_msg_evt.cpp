@@ -4,6 +4,8 @@
 #include <cstring>
 
 #include "camera/config/config.h"
+#include "camera/config/led.h"
+#include "camera/isp3a/aec.h"
 #include "platform/platform.h"
 
 namespace cam {
@@ -80,9 +82,11 @@ void on_stop_ack(config_ctrl_t *ctrl)
 
 void on_snapshot_done(config_ctrl_t *ctrl)
 {
-	if (ctrl->state == CAMERA_STATE_SNAPSHOT_RUNNING)
+	if (ctrl->state == CAMERA_STATE_SNAPSHOT_RUNNING) {
 		ctrl->state = CAMERA_STATE_SNAPSHOT_STOPPED;
-	else if (ctrl->state == CAMERA_STATE_RAW_SNAPSHOT_RUNNING)
+		if (ctrl->sensorCtrl.output_format == SENSOR_BAYER && get_led_mode() == 1)
+			aec_LED_reset(&ctrl->isp3aCtrl);
+	} else if (ctrl->state == CAMERA_STATE_RAW_SNAPSHOT_RUNNING)
 		ctrl->state = CAMERA_STATE_RAW_SNAPSHOT_STOPPED;
 }
 
@@ -104,7 +108,7 @@ void on_update_ack(config_ctrl_t *ctrl)
 	case 2:
 		// The disable is in: the new bounds go out as they stand.
 		v.stats_state = 3;
-		vfe_util_send(v.vcmd->VFE_StatsWB_EXP_UpdateCmd, VFE_QUEUE_CMD);
+		vfe_update_stats_config(&v, vfe_stats_bounds_of(v.vcmd->VFE_StatsWB_EXP_UpdateCmd));
 		break;
 	case 3:
 	case 5: v.stats_state = 6; break;
@@ -123,6 +127,8 @@ void on_output(config_ctrl_t *ctrl)
 		vfe_util_updatescaleoutput(ctrl, z.crop_out_x, z.crop_out_y);
 		vfe_util_sharpness_afilter(ctrl);
 		z.zoom_vfe_update_zoom = 0;
+		if (ctrl->sensorCtrl.output_format == SENSOR_BAYER && v.stats_state == 0)
+			vfe_util_updatestatssend(&v, VFE_STATS_ENABLE);
 	}
 	if (v.restart && v.vfeStopFn)
 		v.vfeStopFn(ctrl->camfd, &ctrl->state, &v);
@@ -137,10 +143,17 @@ void on_stats(config_ctrl_t *ctrl, const vfe_msg_t *msg, int32_t buffer_type)
 		std::memcpy(&body, msg->data, sizeof body);
 	std::fprintf(stderr, buffer_type ? "received AF stats: buf = %lu, fd = %d\n" : "received stats: buf = 0x%lx, fd = %d\n",
 		     static_cast<unsigned long>(reinterpret_cast<uintptr_t>(body.buf)), static_cast<int>(body.fd));
+	const isp3a_ctrl_t &c = ctrl->isp3aCtrl;
 	if (ctrl->sensorCtrl.output_format == SENSOR_BAYER)
-		isp3a_vfe_stats_msg(ctrl, buffer_type, body.word, body.fd);
+		isp3a_vfe_stats_msg(ctrl, buffer_type, body.fd);
 	else if (ctrl->vfeCtrl.stats_skip)
 		ctrl->vfeCtrl.stats_skip = 0;
+	auto released = static_cast<unsigned long>(reinterpret_cast<uintptr_t>(body.buf));
+	if (buffer_type)
+		std::fprintf(stderr, "curAfBuf = %d, releasing AF STATS buffer = %lu\n", c.curAfBuf, released);
+	else
+		std::fprintf(stderr, "curAwbAecBuf = %d, releasing STATS buffer = 0x%lx\n", static_cast<int>(c.curAwbAecBuf),
+			     released);
 	msm_stats_buf release{buffer_type, body.buf, body.fd};
 	plat::ioctl(ctrl->camfd, MSM_CAM_IOCTL_RELEASE_STATS_BUFFER, &release);
 }

@@ -44,6 +44,17 @@ bool vfe_update_stats_config(vfe_ctrl_t *vfe, const vfe_stats_bounds_t &bounds)
 	return vfe_util_send(u, VFE_QUEUE_CMD) != VFE_SEND_FAILED;
 }
 
+vfe_stats_bounds_t vfe_stats_bounds_of(const vfe_rec<20> &u)
+{
+	vfe_stats_bounds_t bounds{u.get(6, 0, 8), u.get(7, 0, 8), {}, {}};
+	static constexpr size_t intercept_at[4] = {14, 12, 18, 16};
+	for (size_t i = 0; i < 4; ++i) {
+		bounds.slope[i] = u.get(8 + i, 0, 8);
+		bounds.intercept[i] = u.get(intercept_at[i], 0, 12);
+	}
+	return bounds;
+}
+
 bool vfe_af_stop(vfe_ctrl_t *vfe)
 {
 	auto &af = vfe->vcmd->VFE_StatsAutofocusCfgCmd;
@@ -55,8 +66,8 @@ namespace {
 
 uint32_t gain_q7(float g)
 {
-	long v = std::lround(static_cast<double>(g) * 128.0);
-	return static_cast<uint32_t>(v < 0 ? 0 : v > 0x1FF ? 0x1FF : v);  // 9 bits
+	double v = static_cast<double>(g) * 128.0;  // converted as C does: truncated
+	return v <= 0 ? 0 : v >= 0x1FF ? 0x1FF : static_cast<uint32_t>(v);  // 9 bits
 }
 
 }  // namespace
@@ -80,9 +91,11 @@ void vfe_util_updategamma(vfe_ctrl_t *vfe, const uint8_t *table)
 uint32_t vfe_util_get_input_pix_per_region(const config_ctrl_t *ctrl)
 {
 	const vfe_cmd_block_t &b = *ctrl->vfeCtrl.vcmd;
-	uint32_t enable = b.VFE_StatsWB_EXP_CfgCmd.get(4, 0, 8);
-	uint32_t s = ((enable & 1) ? 4 : 3) + ((enable & 2) ? 2 : 3);
-	uint32_t t = (enable & 2) ? 2 : 3;
+	// Bit 0 of the byte is the enable; the two region flags follow it, as
+	// vfe_update_stats_config copies them.
+	uint32_t regions = b.VFE_StatsWB_EXP_CfgCmd.get(4, 1, 1), sub = b.VFE_StatsWB_EXP_CfgCmd.get(4, 2, 1);
+	uint32_t s = (regions ? 4 : 3) + (sub ? 2 : 3);
+	uint32_t t = sub ? 2 : 3;
 	const auto &r = b.VFE_ActiveRegionCfgCmd;
 	uint32_t w = r.get(4, 0, 13) - r.get(6, 0, 13) + 1, h = r.get(8, 0, 13) - r.get(10, 0, 13) + 1;
 	return ((w >> s) << t) * ((h >> s) << t);

@@ -1,0 +1,189 @@
+// The front end's side of 3A on a Bayer sensor: the statistics set-up of
+// preview, the records that 3A's results change, and the updates 3A asks for.
+#include <cstdio>
+#include <cstring>
+#include <utility>
+
+#include "camera/config/config.h"
+#include "camera/sensor/sensor.h"
+
+namespace cam {
+
+namespace {
+
+// A statistics buffer as the DSP sees it: a 32-bit address, as on the phone.
+uint32_t buffer_word(const void *addr) { return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(addr)); }
+
+uint32_t field(int32_t v, unsigned width) { return static_cast<uint32_t>(v) & ((1u << width) - 1); }
+
+}  // namespace
+
+void vfe_util_copy_aec_awb_config(config_ctrl_t *ctrl)
+{
+	const sensor_tuning_t *t = ctrl->sensorCtrl.tuning;
+	if (!t)
+		return;
+	// The white box of normal light is the sensor's limit until AWB picks one.
+	awb_box_t box = tuning_box(t->box_normal);
+	auto &r = ctrl->vfeCtrl.vcmd->VFE_StatsWB_EXP_CfgCmd;
+	r.set(10, 0, 8, box.y_min);
+	r.set(11, 0, 8, box.y_max);
+	for (size_t i = 0; i < 4; ++i)
+		r.set(12 + i, 0, 8, box.slope[i]);
+	static constexpr size_t intercept_at[4] = {18, 16, 22, 20};  // Cb1, Cr2, Cb3, Cr4
+	for (size_t i = 0; i < 4; ++i)
+		r.set(intercept_at[i], 0, 12, field(box.intercept[i], 12));
+}
+
+void vfe_util_copy_af_config(config_ctrl_t *ctrl)
+{
+	// A window the sensor names replaces the centre window of the default.
+	const uint16_t *w = ctrl->sensorCtrl.af_window[0];
+	if (w[2] == 0 || w[3] == 0)
+		return;
+	auto &r = ctrl->vfeCtrl.vcmd->VFE_StatsAutofocusCfgCmd;
+	r.set(10, 0, 12, w[0]);
+	r.set(8, 0, 12, w[1]);
+	r.set(14, 0, 11, w[2]);
+	r.set(12, 0, 11, w[3]);
+}
+
+bool vfe_preview_aecawb_init(config_ctrl_t *ctrl)
+{
+	vfe_cmd_block_t &b = *ctrl->vfeCtrl.vcmd;
+	b.VFE_StatsWB_EXP_CfgCmd = VFE_DefaultStatsWB_EXP_CfgCmd;
+	vfe_util_copy_aec_awb_config(ctrl);
+	b.VFE_StatsWB_EXP_AckCmd = VFE_DefaultStatsWB_EXP_AckCmd;
+	// The region grid is the one 3A was started with.
+	b.VFE_StatsWB_EXP_CfgCmd.set(4, 7, 1, ctrl->isp3aCtrl.num_regions == 256 ? 1 : 0);
+	for (size_t i = 0; i < 3; ++i)
+		b.VFE_StatsWB_EXP_CfgCmd.w[7 + i] = buffer_word(ctrl->isp3aCtrl.AecAwbBuf[i].addr);
+	return vfe_util_updatestatssend(&ctrl->vfeCtrl, VFE_STATS_ENABLE);
+}
+
+bool vfe_preview_af_init(config_ctrl_t *ctrl)
+{
+	vfe_cmd_block_t &b = *ctrl->vfeCtrl.vcmd;
+	auto &af = b.VFE_StatsAutofocusCfgCmd;
+	af = VFE_DefaultStatsAutofocusCfgCmd;
+	b.VFE_StatsAutofocusAckCmd = VFE_DefaultStatsAutofocusAckCmd;
+	if (ctrl->sensorCtrl.tuning && !ctrl->sensorCtrl.tuning->af_is_supported)
+		af.set(4, 0, 1, 0);
+	const auto &fov = b.VFE_FOV_CropCfgCmd;
+	uint32_t vh = (fov.get(8, 0, 12) - fov.get(10, 0, 12)) / 2, hw = (fov.get(4, 0, 12) - fov.get(6, 0, 12)) / 2;
+	af.set(12, 0, 11, vh);
+	af.set(14, 0, 11, hw);
+	af.set(8, 0, 12, vh / 2);
+	af.set(10, 0, 12, hw / 2);
+	for (size_t i = 0; i < 3; ++i)
+		af.w[11 + i] = buffer_word(ctrl->isp3aCtrl.AfBuf[i].addr);
+	return vfe_util_send(af, VFE_QUEUE_CMD, VFE_STATS_AF) != VFE_SEND_FAILED;
+}
+
+bool vfe_util_af_start(config_ctrl_t *ctrl, uint32_t mode)
+{
+	vfe_cmd_block_t &b = *ctrl->vfeCtrl.vcmd;
+	auto &af = b.VFE_StatsAutofocusCfgCmd;
+	const auto &region = b.VFE_ActiveRegionCfgCmd;
+	uint32_t vh = (region.get(8, 0, 13) - region.get(10, 0, 13)) / 2;
+	uint32_t hw = (region.get(4, 0, 13) - region.get(6, 0, 13)) / 2;
+	af.set(12, 0, 11, vh);
+	af.set(14, 0, 11, hw);
+	af.set(8, 0, 12, (vh & ~1u) / 2);
+	af.set(10, 0, 12, (hw & ~1u) / 2);
+	if (mode == 1) {
+		af.set(11, 7, 1, 0);
+	} else if (mode >= 2 && mode <= 4) {
+		// Spot, centre-weighted and average grids: the tuning has none of its
+		// own, so the default grid stands for all three.
+		af.set(11, 7, 1, 1);
+		std::memcpy(af.w.data() + 4, VFE_DefaultStatsAutofocusCfgCmd.w.data() + 4, 16);
+	}
+	af.set(4, 0, 1, 1);
+	std::fprintf(stderr, "AF STATS: VFE_AFStatsStart\n");
+	std::fprintf(stderr, "af_singglewinvh = %u, af_singlewinhw = %u, af_winmode = %u\n", vh, hw, af.get(11, 7, 1));
+	return vfe_util_send(af, VFE_QUEUE_CMD, VFE_STATS_AF) != VFE_SEND_FAILED;
+}
+
+bool vfe_util_updateblacklevel(vfe_ctrl_t *vfe, uint32_t a, uint32_t b, bool send)
+{
+	auto &r = vfe->vcmd->VFE_BlackLevelCfgCmd;
+	r.set(4, 0, 9, a);
+	r.set(6, 0, 9, b);
+	return !send || vfe_util_send(r, VFE_QUEUE_CMD) != VFE_SEND_FAILED;
+}
+
+bool vfe_util_updatecorrincolorproc(config_ctrl_t *ctrl, const std::array<int32_t, 13> &m, bool send)
+{
+	vfe_cmd_block_t &b = *ctrl->vfeCtrl.vcmd;
+	auto &r = (ctrl->effectsCtrl.alt_color & 0xFF) == 1 ? b.VFE_ColorProcessingCfgCmd2 : b.VFE_ColorProcessingCfgCmd;
+	// Nine coefficients in the low and high halves of words 1 to 6, the
+	// biases in the free high halves of words 2, 4 and 6.
+	static constexpr std::array<std::pair<size_t, unsigned>, 9> coeff_at = {
+	    {{4, 0}, {4, 16}, {8, 0}, {12, 0}, {12, 16}, {16, 0}, {20, 0}, {20, 16}, {24, 0}}};
+	for (size_t i = 0; i < 9; ++i)
+		r.set(coeff_at[i].first, coeff_at[i].second, 12, field(m[i], 12));
+	r.set(8, 16, 11, field(m[9], 11));
+	r.set(16, 16, 11, field(m[10], 11));
+	r.set(24, 16, 11, field(m[11], 11));
+	r.set(28, 0, 2, field(m[12] - 7, 2));
+	if (send && vfe_util_send(r, VFE_QUEUE_CMD) == VFE_SEND_FAILED) {
+		std::fprintf(stderr, "CorrectionInColorProcessing vfe_util_sendcmd Failed \n");
+		return false;
+	}
+	return true;
+}
+
+bool vfe_util_updateconversincolorprcess(config_ctrl_t *ctrl, const std::array<int32_t, CC_WORDS> &m)
+{
+	// The thirteen words of the conversion, in order, in the halves of words
+	// 8 to 14 of the colour record.
+	auto &r = ctrl->vfeCtrl.vcmd->VFE_ColorProcessingCfgCmd;
+	for (size_t i = 0; i < CC_WORDS; ++i)
+		r.set(32 + (i / 2) * 4, (i % 2) * 16, 12, field(m[i], 12));
+	ctrl->isp3aCtrl.update_record.conversion = m;
+	return vfe_util_send(r, VFE_QUEUE_CMD) != VFE_SEND_FAILED;
+}
+
+bool vfe_stats_update(int kind, config_ctrl_t *ctrl)
+{
+	vfe_ctrl_t &v = ctrl->vfeCtrl;
+	isp3a_update_t &u = ctrl->isp3aCtrl.update_record;
+	bool ok = true;
+	switch (kind) {
+	case 1:
+		std::fprintf(stderr, "Inside ISP3A_UPDATE_AWB\n");
+		if (u.bounding_box_update) {
+			vfe_stats_bounds_t bounds{u.box.y_min, u.box.y_max, {}, {}};
+			for (size_t i = 0; i < 4; ++i) {
+				bounds.slope[i] = u.box.slope[i];
+				bounds.intercept[i] = field(u.box.intercept[i], 12);
+			}
+			ok = vfe_update_stats_config(&v, bounds) && ok;
+			u.bounding_box_update = 0;  // taken: the next frame sets it again if it changes
+		}
+		std::fprintf(stderr, "wb.redGain = %f, wb.greenGain = %f, wb.blueGain = %f\n", u.r_gain, u.g_gain, u.b_gain);
+		if (u.wb_update) {
+			ok = vfe_util_updatewb(&v, u.r_gain, u.g_gain, u.b_gain, u.wb_applied != 0) && ok;
+			u.wb_update = 0;
+		}
+		return ok;
+	case 0:
+		// 3A here computes no black level and no sharpness change, so of the
+		// four updates only colour correction and gamma can be due.
+		if (u.color_correction_update) {
+			if (ctrl->effectsCtrl.special_effect.current_value == 1)  // 1: no effect holds the record
+				ok = vfe_util_updatecorrincolorproc(ctrl, u.color_correction, u.color_correction_applied != 0) && ok;
+			u.color_correction_update = 0;
+		}
+		if (u.gamma_update) {
+			vfe_util_updategamma(&v, reinterpret_cast<const uint8_t *>(VFE_DefaultRGB_GammaCfgCmd.w.data() + 2));
+			u.gamma_update = 0;
+		}
+		return ok;
+	case 2: return true;
+	default: return false;
+	}
+}
+
+}  // namespace cam
