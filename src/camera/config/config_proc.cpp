@@ -108,9 +108,7 @@ bool config_proc_CAMERA_START_RAW_SNAPSHOT(config_ctrl_t *ctrl, ctrl_cmd_t *cmd)
 	ctrl->vfeCtrl.vfeMode = VFE_MODE_RAW_SNAPSHOT;
 	if (!state_in(ctrl, {CAMERA_STATE_IDLE, CAMERA_STATE_PREVIEW_STOPPED, CAMERA_STATE_SNAPSHOT_STOPPED,
 			     CAMERA_STATE_RAW_SNAPSHOT_STOPPED})) {
-		cmd->status = 0;
-		std::fprintf(stderr, "config_proc_CAMERA_START_RAW_SNAPSHOT: state is not correct ctrl->state = %d\n",
-			     static_cast<int>(ctrl->state));
+		cmd->status = 0;  // refused without a word: the entry line above says the state
 		return false;
 	}
 	if (!reset(ctrl)) {
