@@ -126,6 +126,10 @@ int Kernel::vfe_command(unsigned long request, const vfe_cfg_cmd_t *cfg)
 		};
 		axi_size_ = {((word(8) >> 16) & 0x3FF) * 8, word(8) & 0xFFF, ((word(24) >> 16) & 0x3FF) * 8, word(24) & 0xFFF};
 		axi_type_ = cfg->cmd_type;
+		// A raw line is the sensor's bytes, which in this model are U Y V Y:
+		// two to a pixel.
+		if (axi_type_ == 6)
+			axi_size_[2] /= 2;
 	} else if (command->queue == 25) {
 		const auto &b = log_.back().bytes;
 		if ((cfg->cmd_type == 14 || cfg->cmd_type == 13) && b.size() > 4) {  // statistics on or off

@@ -143,6 +143,49 @@ TEST_F(CamConf, PreviewRecordsOfTheOv5642)
 	EXPECT_EQ(a[9], 1u | 240u << 2 | 100u << 14);
 }
 
+// The AXI record with its output 2 Y block and output mode replaced.
+std::vector<uint32_t> raw_axi(uint32_t words_a_line, uint32_t lines)
+{
+	auto want = words(VFE_DefaultAXIOutputCfgCmd);
+	want[1] = 1;  // outputMode: output 2 alone
+	want[6] = lines | words_a_line << 16;
+	want[7] = 1u | lines << 2 | words_a_line << 14;  // burst length as the default
+	return want;
+}
+
+TEST_F(CamConf, RawSnapshotAxiRecordOfTheOv5642)
+{
+	start_preview();
+	stop_preview();
+	kernel().clear_log();
+	ASSERT_EQ(send(CAMERA_START_RAW_SNAPSHOT).status, 1);
+	idle();
+	auto log = kernel().log();
+	const Recorded *axi = find(log, MSM_CAM_IOCTL_AXI_CONFIG, 0, 0);
+	ASSERT_NE(axi, nullptr);
+	EXPECT_EQ(axi->cmd_type, 6u);
+	EXPECT_EQ(axi->queue, 27u);
+	// The 2592 x 1944 window is 5184 bytes a line: 648 words, 8 bytes each.
+	// Not the output size: only output 2's Y block changes.
+	EXPECT_EQ(words(axi->bytes), raw_axi(648, 1944));
+
+	// Raw type 1 packs 6 samples a word; the window stays the snapshot's.
+	sensor_ctrl_t &s = cfgctrl.sensorCtrl;
+	s.raw_output_type = 1;
+	kernel().clear_log();
+	EXPECT_GE(vfe_snapshot_raw_axi_init(&cfgctrl), 0);
+	log = kernel().log();
+	axi = find(log, MSM_CAM_IOCTL_AXI_CONFIG, 0, 0);
+	ASSERT_NE(axi, nullptr);
+	EXPECT_EQ(words(axi->bytes), raw_axi(864, 1944));
+	// Any other type has no line length: nothing goes to the DSP.
+	s.raw_output_type = 2;
+	kernel().clear_log();
+	EXPECT_LT(vfe_snapshot_raw_axi_init(&cfgctrl), 0);
+	EXPECT_EQ(count_requests(kernel().log(), MSM_CAM_IOCTL_AXI_CONFIG), 0u);
+	s.raw_output_type = 0;
+}
+
 TEST_F(CamConf, SnapshotCommandOrder)
 {
 	cam_ctrl_dimension_t d{};

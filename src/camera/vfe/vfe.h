@@ -100,6 +100,9 @@ int vfe_proc_vfe_evt(const vfe_msg_t *msg, config_ctrl_t *ctrl);
 bool vfe_preview_config(config_ctrl_t *ctrl);
 bool vfe_snapshot_config(config_ctrl_t *ctrl);
 bool vfe_snapshot_raw_config(config_ctrl_t *ctrl);
+// The AXI record of a raw snapshot: the sensor's window on output 2, its
+// line in 64-bit words by the raw type. The ioctl's result, negative on failure.
+int vfe_snapshot_raw_axi_init(config_ctrl_t *ctrl);
 
 // Results of vfe_util_sendcmd.
 enum : int { VFE_SEND_FAILED = 0, VFE_SENT = 1, VFE_STORED = 2 };

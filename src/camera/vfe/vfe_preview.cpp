@@ -165,27 +165,20 @@ void keep_zoom(config_ctrl_t *ctrl)
 	vfe_util_updatescaleoutput(ctrl, z.crop_out_x, z.crop_out_y);
 }
 
-// AXI: for each active output a Y block and a half-height CbCr block.
-int axi_init(config_ctrl_t *ctrl, uint32_t cmd_type)
+using axi_rec = vfe_rec<168>;
+
+// One 8-byte block of the AXI record: lines, and a line's length in 64-bit
+// words, each twice: as the image's size and as the rows the bus writes.
+void axi_block(axi_rec &axi, size_t off, uint32_t words, uint32_t lines)
 {
-	vfe_ctrl_t &v = ctrl->vfeCtrl;
-	auto &axi = v.vcmd->VFE_AXIOutputCfgCmd;
-	axi = VFE_DefaultAXIOutputCfgCmd;
-	auto block = [&](size_t off, uint32_t w, uint32_t h) {
-		axi.set(off, 0, 12, h);
-		axi.set(off + 2, 0, 10, w / 8);  // its own 16 bits, as in the default record
-		axi.set(off + 4, 2, 12, h);
-		axi.set(off + 4, 14, 12, w / 8);
-	};
-	if (v.outputs & 1) {
-		block(8, v.output1_width, v.output1_height);
-		block(16, v.output1_width, v.output1_height / 2);
-	}
-	if (v.outputs & 2) {
-		block(24, v.output2_width, v.output2_height);
-		block(32, v.output2_width, v.output2_height / 2);
-	}
-	axi.set(4, 0, 3, v.outputs == 1 ? 0 : v.outputs == 2 ? 1 : 2);
+	axi.set(off, 0, 12, lines);
+	axi.set(off + 2, 0, 10, words);  // its own 16 bits, as in the default record
+	axi.set(off + 4, 2, 12, lines);
+	axi.set(off + 4, 14, 12, words);
+}
+
+int send_axi(config_ctrl_t *ctrl, axi_rec &axi, uint32_t cmd_type)
+{
 	vfe_command_t command{VFE_QUEUE_TABLE, static_cast<uint16_t>(axi.bytes), axi.data()};
 	vfe_cfg_cmd_t cfg{cmd_type, 8, 0, &command};
 	int rc = plat::ioctl(ctrl->camfd, MSM_CAM_IOCTL_AXI_CONFIG, &cfg);
@@ -193,6 +186,49 @@ int axi_init(config_ctrl_t *ctrl, uint32_t cmd_type)
 		std::fprintf(stderr, "MSM_CAM_IOCTL_AXI_CONFIG ioctl failed.\n");
 	return rc;
 }
+
+// AXI: for each active output a Y block and a half-height CbCr block.
+int axi_init(config_ctrl_t *ctrl, uint32_t cmd_type)
+{
+	vfe_ctrl_t &v = ctrl->vfeCtrl;
+	auto &axi = v.vcmd->VFE_AXIOutputCfgCmd;
+	axi = VFE_DefaultAXIOutputCfgCmd;
+	if (v.outputs & 1) {
+		axi_block(axi, 8, v.output1_width / 8, v.output1_height);
+		axi_block(axi, 16, v.output1_width / 8, v.output1_height / 2);
+	}
+	if (v.outputs & 2) {
+		axi_block(axi, 24, v.output2_width / 8, v.output2_height);
+		axi_block(axi, 32, v.output2_width / 8, v.output2_height / 2);
+	}
+	axi.set(4, 0, 3, v.outputs == 1 ? 0 : v.outputs == 2 ? 1 : 2);
+	return send_axi(ctrl, axi, cmd_type);
+}
+
+}  // namespace
+
+int vfe_snapshot_raw_axi_init(config_ctrl_t *ctrl)
+{
+	const sensor_ctrl_t &s = ctrl->sensorCtrl;
+	auto &axi = ctrl->vfeCtrl.vcmd->VFE_AXIOutputCfgCmd;
+	axi = VFE_DefaultAXIOutputCfgCmd;
+	uint32_t per_word = s.raw_output_type == 0 ? 8 : s.raw_output_type == 1 ? 6 : 0;
+	if (per_word == 0) {
+		// No line length to give the bus: nothing is sent, and the snapshot
+		// is not started.
+		std::fprintf(stderr, "raw_output_option %d not supported yet.\n", static_cast<int>(s.raw_output_type));
+		return -1;
+	}
+	// The sensor's window as it comes in, one sample a pixel (a byte a clock
+	// on YCbCr); a part-filled last word is still written.
+	uint32_t width = s.camif_width.low() - s.camif_width.high() + 1;
+	uint32_t lines = s.camif_height.low() - s.camif_height.high() + 1;
+	axi_block(axi, 24, (width + per_word - 1) / per_word, lines);
+	axi.set(4, 0, 3, 1);  // the raw data leave on output 2 alone
+	return send_axi(ctrl, axi, 6);
+}
+
+namespace {
 
 // The Bayer processing records, in the order the VFE takes them, and the
 // start bits that go with them.
@@ -328,7 +364,7 @@ bool vfe_snapshot_raw_config(config_ctrl_t *ctrl)
 	v.outputs = 2;
 	v.vcmd->VFE_CAMIFCfgCmd = VFE_DefaultCAMIFCfgCmd;
 	configure_camif(ctrl);
-	if (axi_init(ctrl, 6) < 0)
+	if (vfe_snapshot_raw_axi_init(ctrl) < 0)
 		return false;
 	auto &start = v.vcmd->VFE_StartCmd;
 	start = VFE_DefaultStartCmd;
