@@ -35,6 +35,43 @@ TEST(ZoomTable, TheLimitIsTheLastEntryWithinTheMaximumCrop)
 	EXPECT_EQ(z.crop_factor, 4096u);
 }
 
+TEST_F(CamConf, OneOutputScalesTheSecondPairOnlyInHeight)
+{
+	cam_ctrl_dimension_t d{};
+	d.picture_width = 1280;
+	d.picture_height = 960;
+	d.display_width = 800;
+	d.display_height = 480;
+	ASSERT_EQ(send_bytes(CAMERA_SET_PARM_DIMENSION, &d, sizeof d).status, 1);
+	start_preview();
+	stop_preview();  // no frame runs the zoom beside this test
+	idle();
+	zoom_ctrl_t &z = cfgctrl.zoomCtrl;
+	vfe_ctrl_t &v = cfgctrl.vfeCtrl;
+	ASSERT_EQ(z.last_pixel - z.first_pixel + 1, 1280u);
+	ASSERT_EQ(z.last_line - z.first_line + 1, 960u);
+	v.outputs = 1;
+	v.output1_width = 800;
+	v.output1_height = 480;
+	z.crop_factor = 2 * Q12_ONE;
+	z.zoomscaling = {};
+	ASSERT_TRUE(zoom_vfe(&cfgctrl));
+	// The 800 x 480 output is wider than the field, so the crop goes by
+	// width: 640 of the 1280 pixels, and 384 lines at the output's aspect.
+	const zoom_scaling_t &sc = z.zoomscaling;
+	EXPECT_EQ(sc.input1_width, 640u);
+	EXPECT_EQ(sc.output1_width, 800u);
+	EXPECT_EQ(sc.input2_width, 0u);
+	EXPECT_EQ(sc.output2_width, 0u);
+	EXPECT_EQ(sc.input1_height, 384u);
+	EXPECT_EQ(sc.output1_height, 480u);
+	EXPECT_EQ(sc.input2_height, 384u);
+	EXPECT_EQ(sc.output2_height, 480u);
+	EXPECT_EQ(sc.update_flag, 1);
+	EXPECT_EQ(z.max_width, 800u);
+	EXPECT_EQ(z.max_height, 480u);
+}
+
 struct ZoomCase {
 	const char *sensor;
 	uint16_t width, height;

@@ -110,16 +110,22 @@ void zoom_calculate(config_ctrl_t *ctrl)
 
 namespace {
 
-// The frame path's scaling in one direction, for one or two outputs.
-void scale_axis(uint32_t &crop, uint32_t o1, uint32_t o2, bool two, uint32_t &in1, uint32_t &out1, uint32_t &in2,
-		uint32_t &out2, uint32_t &max_seen, uint8_t &flag)
+// The frame path's scaling in one direction, for one or two outputs. With
+// one output, `lone_sets_both` says whether the second pair follows the
+// first: the heights do, the widths do not.
+void scale_axis(uint32_t &crop, uint32_t o1, uint32_t o2, bool two, bool lone_sets_both, uint32_t &in1,
+		uint32_t &out1, uint32_t &in2, uint32_t &out2, uint32_t &max_seen, uint8_t &flag)
 {
 	uint32_t biggest = two ? std::max(o1, o2) : o1;
 	if (crop < biggest) {
 		crop = std::max(crop, biggest / 4);  // the VFE upscales 4 times at most
 		if (!two) {
-			in1 = in2 = crop;
-			out1 = out2 = o1;
+			in1 = crop;
+			out1 = o1;
+			if (lone_sets_both) {
+				in2 = crop;
+				out2 = o1;
+			}
 		} else if (crop < o2) {
 			in2 = crop;
 			out2 = o2;
@@ -168,9 +174,9 @@ bool zoom_vfe(config_ctrl_t *ctrl)
 	uint32_t widest = std::max(v.output1_width, v.output2_width);
 	v.downscale_factor = widest ? static_cast<float>(z.crop_out_x) / static_cast<float>(widest) : 1.0f;
 	bool two = (v.outputs & 2) != 0;
-	scale_axis(z.crop_out_x, v.output1_width, v.output2_width, two, sc.input1_width, sc.output1_width,
+	scale_axis(z.crop_out_x, v.output1_width, v.output2_width, two, false, sc.input1_width, sc.output1_width,
 		   sc.input2_width, sc.output2_width, z.max_width, sc.update_flag);
-	scale_axis(z.crop_out_y, v.output1_height, v.output2_height, two, sc.input1_height, sc.output1_height,
+	scale_axis(z.crop_out_y, v.output1_height, v.output2_height, two, true, sc.input1_height, sc.output1_height,
 		   sc.input2_height, sc.output2_height, z.max_height, sc.update_flag);
 	std::fprintf(stderr, "zoomscaling: input1_width=%lu output1_width=%lu input1_height=%lu output1_height=%lu\n",
 		     static_cast<unsigned long>(sc.input1_width), static_cast<unsigned long>(sc.output1_width),
