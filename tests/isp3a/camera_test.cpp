@@ -10,6 +10,7 @@
 #include "camera/isp3a/aec.h"
 #include "camera/isp3a/af.h"
 #include "camera/sensor/bayersim.h"
+#include "camera/vfe/contrast.h"
 #include "sim/bayer_scene.h"
 
 using namespace camtest;
@@ -200,4 +201,32 @@ TEST_F(BayerCam, WhiteBalanceResultsReachTheRecords)
 	kernel().clear_log();
 	EXPECT_TRUE(cam::vfe_stats_update(1, &cam::cfgctrl));
 	EXPECT_TRUE(kernel().log().empty());
+}
+
+TEST_F(BayerCam, ContrastBuildsTheLumaGammaFromTheTuningAndRestarts)
+{
+	idle();
+	start_preview();
+	stop_preview();
+	idle();
+	const cam::sensor_tuning_t *t = cam::cfgctrl.sensorCtrl.tuning;
+	ASSERT_NE(t, nullptr);
+	auto &b = *cam::cfgctrl.vfeCtrl.vcmd;
+	const auto rgb_before = b.VFE_RGB_GammaCfgCmd;
+	cam::cfgctrl.vfeCtrl.restart = 0;
+	cam::cfgctrl.effectsCtrl.special_effect.current_value = 0;
+	cam::vfe_preview_putgammatable(&cam::cfgctrl, 0, 8, 3);
+	const auto *y = reinterpret_cast<const uint8_t *>(b.VFE_Y_GammaCfgCmd.w.data() + 2);
+	const auto &curve = cam::ipl_gamma_sigmoid(8);
+	for (size_t i = 0; i < cam::GAMMA_ENTRIES; ++i)
+		ASSERT_EQ(y[i], curve[t->gamma[i]] & 0xFF) << i;  // the first table
+	EXPECT_EQ(b.VFE_Y_GammaCfgCmd.w[1], 1u);  // the record's own words stay
+	EXPECT_EQ(b.VFE_RGB_GammaCfgCmd.w, rgb_before.w);
+	EXPECT_EQ(cam::cfgctrl.vfeCtrl.restart, 1);
+	// The neutral step is the tuning's table itself.
+	cam::vfe_preview_putgammatable(&cam::cfgctrl, 0, 5, 3);
+	EXPECT_TRUE(std::equal(y, y + cam::GAMMA_ENTRIES, t->gamma.begin()));
+	// A step with no curve leaves the table as it was.
+	cam::vfe_preview_putgammatable(&cam::cfgctrl, 0, 11, 3);
+	EXPECT_TRUE(std::equal(y, y + cam::GAMMA_ENTRIES, t->gamma.begin()));
 }

@@ -2,6 +2,7 @@
 // with the line and the reason.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <regex>
 
 #include "camera/sensor/tuning.h"
@@ -46,6 +47,41 @@ TEST(Tuning, TreeFileIsSelfConsistent)
 	EXPECT_LT(t.outdoor_index, t.indoor_index);
 	EXPECT_FLOAT_EQ(t.ref_rg[2], 1.05f);
 	EXPECT_EQ(t.weights[29], 2);
+}
+
+TEST(Tuning, GammaTablesAreDrawnThroughTheirKnots)
+{
+	sensor_tuning_t t;
+	std::string err;
+	ASSERT_TRUE(cam::tuning_parse(bayersim_tuning_text(), &t, &err)) << err;
+	for (int k = 0; k < cam::GAMMA_TABLES; ++k) {
+		SCOPED_TRACE(k);
+		const uint8_t *row = t.gamma.data() + k * cam::GAMMA_ROW;
+		const int32_t *knot = t.gamma_knots.data() + k * cam::GAMMA_KNOTS;
+		for (int n = 0; n < cam::GAMMA_KNOTS - 1; ++n)
+			EXPECT_EQ(row[n * 64], knot[n]);
+		// Halfway between two knots, their mean, rounded.
+		EXPECT_EQ(row[32], (knot[0] + knot[1] + 1) / 2);
+		EXPECT_TRUE(std::is_sorted(row, row + cam::GAMMA_ENTRIES));
+		EXPECT_EQ(row[cam::GAMMA_ENTRIES], row[cam::GAMMA_ENTRIES - 1]);
+	}
+	// Low light is brighter than the default in the shadows.
+	EXPECT_GT(t.gamma[cam::GAMMA_ROW + 64], t.gamma[64]);
+}
+
+TEST(Tuning, AFallingGammaTableIsRefused)
+{
+	std::string knots = "gamma_knots = 0 73 100 120 137 151 164 176 187 197 206 215 224 232 240 248 255\n"
+			    "    0 89 116 135 151 164 176 186 196 205 213 221 229 236 242 249 255\n"
+			    "    0 55 81 102 119 134 149 162 174 186 197 208 218 227 237 246 255\n"
+			    "    0 73 100 120 137 151 164 176 187 197 206 215 224 232 240 248 200\n";
+	std::string t = bayersim_tuning_text();
+	size_t at = t.find("\ngamma_knots");
+	ASSERT_NE(at, std::string::npos);
+	size_t end = t.find("\n\n", at + 1);
+	ASSERT_NE(end, std::string::npos);
+	t.replace(at + 1, end - at, knots);
+	EXPECT_NE(refused(t).find("gamma_knots: a table falls at knot 16"), std::string::npos);
 }
 
 TEST(Tuning, NotFiniteValuesAreRefused)

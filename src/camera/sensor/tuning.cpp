@@ -95,6 +95,7 @@ const key_t keys[] = {
     KF(ccm_normal, 13, -16, 16),
     KF(ccm_lowlight, 13, -16, 16),
     KI(ccm_lowlight_enable, 1, 0, 1),
+    KI(gamma_knots, GAMMA_TABLES * GAMMA_KNOTS, 0, 255),
     KI(af_is_supported, 1, 0, 1),
     KI(af_no_search, 1, 0, 1),
     KI(af_process_type, 1, 0, 4),
@@ -172,10 +173,29 @@ bool check(const sensor_tuning_t &t, std::string *err)
 	for (int i = 0; i < 3; i++)
 		if (t.min_gain[i] > t.max_gain[i])
 			return fail(err, 0, "min_gain above max_gain");
+	for (int i = 0; i < GAMMA_TABLES * GAMMA_KNOTS; i++)
+		if (i % GAMMA_KNOTS && t.gamma_knots[i] < t.gamma_knots[i - 1])
+			return fail(err, 0, "gamma_knots: a table falls at knot " + std::to_string(i % GAMMA_KNOTS));
 	if (t.af_near_end_normal > t.af_far_end || t.af_near_end_macro > t.af_far_end ||
 	    t.af_default_normal > t.af_far_end || t.af_default_macro > t.af_far_end)
 		return fail(err, 0, "focus ends and defaults must lie at or below af_far_end");
 	return true;
+}
+
+// Each table straight between its knots, 64 entries apart; the byte after
+// a table's 1024 repeats its last entry.
+void draw_gamma(sensor_tuning_t &t)
+{
+	constexpr int span = GAMMA_ENTRIES / (GAMMA_KNOTS - 1);
+	for (int k = 0; k < GAMMA_TABLES; k++) {
+		const int32_t *knot = t.gamma_knots.data() + k * GAMMA_KNOTS;
+		uint8_t *row = t.gamma.data() + k * GAMMA_ROW;
+		for (int i = 0; i < GAMMA_ENTRIES; i++) {
+			int seg = i / span, at = i % span;
+			row[i] = static_cast<uint8_t>((knot[seg] * (span - at) + knot[seg + 1] * at + span / 2) / span);
+		}
+		row[GAMMA_ENTRIES] = row[GAMMA_ENTRIES - 1];
+	}
 }
 
 }  // namespace
@@ -253,7 +273,10 @@ bool tuning_parse(std::string_view text, sensor_tuning_t *out, std::string *err)
 	for (int k = 0; k < key_count; k++)
 		if (!seen[k])
 			return fail(err, line_no, std::string("missing key '") + keys[k].name + "'");
-	return check(*out, err);
+	if (!check(*out, err))
+		return false;
+	draw_gamma(*out);
+	return true;
 }
 
 bool tuning_load(const char *path, sensor_tuning_t *out, std::string *err)

@@ -13,6 +13,10 @@ namespace cam {
 constexpr int TUNING_EXP_MAX = 500;
 constexpr int AWB_REF_NUM = 9;
 constexpr int CC_WORDS = 13;  // colour conversion: 8 Q8 coefficients, 2 offsets, 3 coefficients
+constexpr int GAMMA_ENTRIES = 1024;
+constexpr int GAMMA_ROW = GAMMA_ENTRIES + 1;  // the tables' stride in the tuning record
+constexpr int GAMMA_TABLES = 4;
+constexpr int GAMMA_KNOTS = 17;  // a table's value at every 64th entry and one past its end
 
 // Bounding box of the white statistics: y limits, four slopes, four intercepts.
 struct awb_box_t {
@@ -64,6 +68,10 @@ struct sensor_tuning_t {
 	// three offsets, the Q factor.
 	std::array<float, 13> ccm_normal, ccm_lowlight;
 	int32_t ccm_lowlight_enable;
+	// Gamma: knots of four tables, and the tables drawn through them, one
+	// row of GAMMA_ROW bytes each.
+	std::array<int32_t, GAMMA_TABLES * GAMMA_KNOTS> gamma_knots;
+	std::array<uint8_t, GAMMA_TABLES * GAMMA_ROW> gamma;
 	// Focus.
 	int32_t af_is_supported, af_no_search, af_process_type;
 	int32_t af_coarse_step, af_fine_step, af_fine_step_num;

@@ -3,10 +3,12 @@
 // record, which the caller sends.
 #include <algorithm>
 #include <cstdio>
+#include <span>
 
 #include "camera/config/config.h"
 #include "camera/config/led.h"
 #include "camera/isp3a/aec.h"
+#include "camera/vfe/contrast.h"
 #include "platform/platform.h"
 
 namespace cam {
@@ -375,12 +377,22 @@ bool vfe_snapshot_raw_config(config_ctrl_t *ctrl)
 	return true;
 }
 
-void vfe_preview_putgammatable(config_ctrl_t *ctrl, int32_t effect, int32_t, int32_t)
+void vfe_preview_putgammatable(config_ctrl_t *ctrl, int32_t effect, int32_t contrast, int32_t)
 {
-	// The contrast curve needs the tuning record's gamma, which only a Bayer
-	// driver would supply; the restart that loads a new table still runs.
-	if (effect == 4)
+	if (effect == 4) {
 		effects_set_special_effect(&ctrl->effectsCtrl, 4);
+	} else if (const sensor_tuning_t *t = ctrl->sensorCtrl.tuning) {
+		// The selector reads the stored effect; its 4 and 5 name no table of
+		// the tuning, so they take the first, as 0 does.
+		int which = isp3a_select_gamma_table(ctrl->effectsCtrl.special_effect.current_value);
+		static constexpr int row_of[GAMMA_TABLES] = {0, 2, 1, 3};
+		size_t row = which >= 0 && which < GAMMA_TABLES ? static_cast<size_t>(row_of[which]) : 0;
+		std::span<const uint8_t> source(t->gamma.data() + row * GAMMA_ROW, GAMMA_ENTRIES);
+		auto &y = ctrl->vfeCtrl.vcmd->VFE_Y_GammaCfgCmd;
+		std::span<uint8_t> result(reinterpret_cast<uint8_t *>(y.w.data() + 2), GAMMA_ENTRIES);
+		ipl_set_contrast_Nentries(contrast, 10, source, result);
+	}
+	// The next frame stops the VFE and the restart loads the table.
 	ctrl->vfeCtrl.restart = 1;
 }
 
