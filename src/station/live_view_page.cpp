@@ -101,10 +101,17 @@ for (const [name, keys] of groups) {
   $("keys").appendChild(set);
 }
 
+// The button keeps the pointer while held, so the release reaches it even
+// when the page has moved under the pointer since the press.
 let powerHeld = false;
-$("power").addEventListener("pointerdown", () => { powerHeld = true; post("/power?down=1"); });
-for (const ev of ["pointerup", "pointerleave"])
-  $("power").addEventListener(ev, () => { if (powerHeld) { powerHeld = false; post("/power?down=0"); } });
+const letGoPower = () => { if (powerHeld) { powerHeld = false; post("/power?down=0"); } };
+$("power").addEventListener("pointerdown", (e) => {
+  $("power").setPointerCapture(e.pointerId);
+  powerHeld = true;
+  post("/power?down=1");
+});
+for (const ev of ["pointerup", "pointercancel", "lostpointercapture"])
+  $("power").addEventListener(ev, letGoPower);
 
 $("panel").addEventListener("click", (e) => {
   post("/touch?x=" + Math.floor(e.offsetX) + "&y=" + Math.floor(e.offsetY));
