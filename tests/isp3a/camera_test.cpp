@@ -230,3 +230,26 @@ TEST_F(BayerCam, ContrastBuildsTheLumaGammaFromTheTuningAndRestarts)
 	cam::vfe_preview_putgammatable(&cam::cfgctrl, 0, 11, 3);
 	EXPECT_TRUE(std::equal(y, y + cam::GAMMA_ENTRIES, t->gamma.begin()));
 }
+
+TEST_F(BayerCam, DefaultConversionThroughTheWriterIsTheDefaultRecord)
+{
+	idle();
+	start_preview();
+	stop_preview();
+	idle();
+	const cam::sensor_tuning_t *t = cam::cfgctrl.sensorCtrl.tuning;
+	ASSERT_NE(t, nullptr);
+	auto &r = cam::cfgctrl.vfeCtrl.vcmd->VFE_ColorProcessingCfgCmd;
+	r = cam::VFE_DefaultColorProcessingCfgCmd;
+	for (size_t i = 8; i < 15; ++i)
+		r.w[i] = 0xFFFFFFFFu;
+	kernel().clear_log();
+	EXPECT_TRUE(cam::vfe_util_updateconversincolorprcess(&cam::cfgctrl, t->cc_default));
+	EXPECT_EQ(r.w, cam::VFE_DefaultColorProcessingCfgCmd.w);
+	const auto *sent = last_record(kernel().log(), cam::VFE_CMD_COLOR_PROCESSING_CFG);
+	ASSERT_NE(sent, nullptr);
+	ASSERT_EQ(sent->bytes.size(), 60u);
+	EXPECT_EQ(word_at(sent->bytes, 52), 0x96004Du);  // luma coefficients of r and g
+	EXPECT_EQ(word_at(sent->bytes, 56), 0x1Du);
+	EXPECT_EQ(cam::cfgctrl.isp3aCtrl.update_record.conversion, t->cc_default);
+}

@@ -12,7 +12,11 @@ namespace cam {
 
 constexpr int TUNING_EXP_MAX = 500;
 constexpr int AWB_REF_NUM = 9;
-constexpr int CC_WORDS = 13;  // colour conversion: 8 Q8 coefficients, 2 offsets, 3 coefficients
+// Colour conversion, Q8: the chroma coefficients a, b, c, d, each for a
+// negative (_m) and a positive (_p) colour difference, in the order a_m a_p
+// b_m b_p c_m c_p d_m d_p; the Cb and Cr offsets; the luma coefficients of
+// r, g, b; the luma offset.
+constexpr int CC_WORDS = 14;
 constexpr int GAMMA_ENTRIES = 1024;
 constexpr int GAMMA_ROW = GAMMA_ENTRIES + 1;  // the tables' stride in the tuning record
 constexpr int GAMMA_TABLES = 4;

@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "camera/msm_camera.h"
+#include "camera/vfe/colour_record.h"
 #include "camera/vfe/vfe_cmd.h"
 
 namespace cam {
@@ -145,8 +146,8 @@ void vfe_util_copy_aec_awb_config(config_ctrl_t *ctrl);
 void vfe_util_copy_af_config(config_ctrl_t *ctrl);
 bool vfe_util_af_start(config_ctrl_t *ctrl, uint32_t mode);
 bool vfe_util_updateblacklevel(vfe_ctrl_t *vfe, uint32_t a, uint32_t b, bool send);
-bool vfe_util_updatecorrincolorproc(config_ctrl_t *ctrl, const std::array<int32_t, 13> &matrix, bool send);
-bool vfe_util_updateconversincolorprcess(config_ctrl_t *ctrl, const std::array<int32_t, 13> &matrix);
+bool vfe_util_updatecorrincolorproc(config_ctrl_t *ctrl, const colour_correction_t &matrix, bool send);
+bool vfe_util_updateconversincolorprcess(config_ctrl_t *ctrl, const colour_conversion_t &matrix);
 void vfe_preview_putgammatable(config_ctrl_t *ctrl, int32_t effect, int32_t contrast, int32_t light);
 
 }  // namespace cam

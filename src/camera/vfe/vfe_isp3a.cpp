@@ -2,7 +2,6 @@
 // preview, the records that 3A's results change, and the updates 3A asks for.
 #include <cstdio>
 #include <cstring>
-#include <utility>
 
 #include "camera/config/config.h"
 #include "camera/sensor/sensor.h"
@@ -113,20 +112,11 @@ bool vfe_util_updateblacklevel(vfe_ctrl_t *vfe, uint32_t a, uint32_t b, bool sen
 	return !send || vfe_util_send(r, VFE_QUEUE_CMD) != VFE_SEND_FAILED;
 }
 
-bool vfe_util_updatecorrincolorproc(config_ctrl_t *ctrl, const std::array<int32_t, 13> &m, bool send)
+bool vfe_util_updatecorrincolorproc(config_ctrl_t *ctrl, const colour_correction_t &m, bool send)
 {
 	vfe_cmd_block_t &b = *ctrl->vfeCtrl.vcmd;
 	auto &r = (ctrl->effectsCtrl.alt_color & 0xFF) == 1 ? b.VFE_ColorProcessingCfgCmd2 : b.VFE_ColorProcessingCfgCmd;
-	// Nine coefficients in the low and high halves of words 1 to 6, the
-	// biases in the free high halves of words 2, 4 and 6.
-	static constexpr std::array<std::pair<size_t, unsigned>, 9> coeff_at = {
-	    {{4, 0}, {4, 16}, {8, 0}, {12, 0}, {12, 16}, {16, 0}, {20, 0}, {20, 16}, {24, 0}}};
-	for (size_t i = 0; i < 9; ++i)
-		r.set(coeff_at[i].first, coeff_at[i].second, 12, field(m[i], 12));
-	r.set(8, 16, 11, field(m[9], 11));
-	r.set(16, 16, 11, field(m[10], 11));
-	r.set(24, 16, 11, field(m[11], 11));
-	r.set(28, 0, 2, field(m[12] - 7, 2));
+	colour_put_correction(r, m);
 	if (send && vfe_util_send(r, VFE_QUEUE_CMD) == VFE_SEND_FAILED) {
 		std::fprintf(stderr, "CorrectionInColorProcessing vfe_util_sendcmd Failed \n");
 		return false;
@@ -134,13 +124,10 @@ bool vfe_util_updatecorrincolorproc(config_ctrl_t *ctrl, const std::array<int32_
 	return true;
 }
 
-bool vfe_util_updateconversincolorprcess(config_ctrl_t *ctrl, const std::array<int32_t, CC_WORDS> &m)
+bool vfe_util_updateconversincolorprcess(config_ctrl_t *ctrl, const colour_conversion_t &m)
 {
-	// The thirteen words of the conversion, in order, in the halves of words
-	// 8 to 14 of the colour record.
 	auto &r = ctrl->vfeCtrl.vcmd->VFE_ColorProcessingCfgCmd;
-	for (size_t i = 0; i < CC_WORDS; ++i)
-		r.set(32 + (i / 2) * 4, (i % 2) * 16, 12, field(m[i], 12));
+	colour_put_conversion(r, m);
 	ctrl->isp3aCtrl.update_record.conversion = m;
 	return vfe_util_send(r, VFE_QUEUE_CMD) != VFE_SEND_FAILED;
 }

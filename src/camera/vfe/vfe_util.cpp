@@ -220,24 +220,28 @@ void vfe_util_updatescaleoutput(config_ctrl_t *ctrl, uint32_t x, uint32_t y)
 
 bool vfe_util_hue_sat_incolorprocess(config_ctrl_t *ctrl, float hue, float saturation)
 {
-	// The chroma conversion coefficients, 11-bit signed, two to a word.
+	// Turns the chroma plane by hue and scales it by saturation, from the
+	// default conversion so that repeated calls do not compound: Cb takes
+	// a, b and Cr c, d, so the turn mixes a with d and b with c.
 	auto &r = ctrl->vfeCtrl.vcmd->VFE_ColorProcessingCfgCmd;
-	const auto &base = VFE_DefaultColorProcessingCfgCmd;
-	static constexpr const char *names[] = {"a_m", "b_m", "c_m", "d_m"};
-	int n = 0;
-	for (size_t off : {36u, 44u}) {
-		for (unsigned bit : {0u, 16u}) {
-			int32_t v = static_cast<int32_t>(base.get(off, bit, 11) << 21) >> 21;
-			double c = std::cos(hue) * v * saturation;
-			auto nv = static_cast<int32_t>(std::lround(c));
+	const colour_conversion_t base = colour_get_conversion(VFE_DefaultColorProcessingCfgCmd);
+	colour_conversion_t m = colour_get_conversion(r);
+	static constexpr const char *names[] = {"a_m", "a_p", "b_m", "b_p", "c_m", "c_p", "d_m", "d_p"};
+	double cs = std::cos(hue) * saturation, sn = std::sin(hue) * saturation;
+	for (size_t p = 0; p < 2; ++p) {  // minus, plus
+		double a = base[CC_A_M + p], bb = base[CC_B_M + p], c = base[CC_C_M + p], d = base[CC_D_M + p];
+		const double now[4] = {cs * a - sn * d, cs * bb - sn * c, cs * c + sn * bb, cs * d + sn * a};
+		for (size_t k = 0; k < 4; ++k) {
+			size_t at = CC_A_M + 2 * k + p;
+			auto nv = static_cast<int32_t>(std::lround(now[k]));
 			if (nv < -1024 || nv > 1023) {
-				std::fprintf(stderr, "overflow %s_new = %f", names[n], c);
+				std::fprintf(stderr, "overflow %s_new = %f", names[at], now[k]);
 				nv = std::clamp(nv, -1024, 1023);
 			}
-			r.set(off, bit, 11, static_cast<uint32_t>(nv));
-			++n;
+			m[at] = nv;
 		}
 	}
+	colour_put_conversion(r, m);
 	return vfe_util_send(r, VFE_QUEUE_CMD) != VFE_SEND_FAILED;
 }
 
