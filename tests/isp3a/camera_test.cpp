@@ -11,6 +11,7 @@
 #include "camera/isp3a/af.h"
 #include "camera/sensor/bayersim.h"
 #include "camera/vfe/contrast.h"
+#include "camera/vfe/vfe_tables.h"
 #include "sim/bayer_scene.h"
 
 using namespace camtest;
@@ -252,4 +253,101 @@ TEST_F(BayerCam, DefaultConversionThroughTheWriterIsTheDefaultRecord)
 	EXPECT_EQ(word_at(sent->bytes, 52), 0x96004Du);  // luma coefficients of r and g
 	EXPECT_EQ(word_at(sent->bytes, 56), 0x1Du);
 	EXPECT_EQ(cam::cfgctrl.isp3aCtrl.update_record.conversion, t->cc_default);
+}
+
+namespace {
+
+// The conversion of the last colour record the DSP was sent.
+cam::colour_conversion_t sent_conversion(const std::vector<sim::camera::Recorded> &log)
+{
+	const auto *sent = last_record(log, cam::VFE_CMD_COLOR_PROCESSING_CFG);
+	cam::vfe_rec<60> r{};
+	if (sent && sent->bytes.size() == 60)
+		std::memcpy(r.w.data(), sent->bytes.data(), 60);
+	return cam::colour_get_conversion(r);
+}
+
+bool gamma_is(const cam::vfe_cmd_block_t &b, const uint8_t *table)
+{
+	const auto *rgb = reinterpret_cast<const uint8_t *>(b.VFE_RGB_GammaCfgCmd.w.data() + 2);
+	const auto *y = reinterpret_cast<const uint8_t *>(b.VFE_Y_GammaCfgCmd.w.data() + 2);
+	return std::equal(rgb, rgb + 1024, table) && std::equal(y, y + 1024, table);
+}
+
+}  // namespace
+
+TEST_F(BayerCam, ColourEffectsWriteTheirConversionAndKeepTheGamma)
+{
+	idle();
+	start_preview();
+	stop_preview();
+	idle();
+	const cam::sensor_tuning_t *t = cam::cfgctrl.sensorCtrl.tuning;
+	ASSERT_NE(t, nullptr);
+	auto &b = *cam::cfgctrl.vfeCtrl.vcmd;
+	cam::vfe_util_updategammafromtuning(&cam::cfgctrl);
+	const std::pair<uint32_t, const cam::colour_conversion_t *> effects[] = {
+	    {1, &t->cc_sepia}, {2, &t->cc_mono}, {3, &t->cc_negative}, {4, &t->cc_aqua}};
+	for (const auto &[effect, matrix] : effects) {
+		kernel().clear_log();
+		EXPECT_TRUE(cam::vfe_util_set_special_effect(&cam::cfgctrl, effect));
+		EXPECT_EQ(sent_conversion(kernel().log()), *matrix) << effect;
+		EXPECT_TRUE(gamma_is(b, t->gamma.data())) << effect;
+		// The correction part stays as it was.
+		EXPECT_EQ(b.VFE_ColorProcessingCfgCmd.w[1], cam::VFE_DefaultColorProcessingCfgCmd.w[1]);
+	}
+	// The matrices differ, so each effect above was told apart.
+	EXPECT_NE(t->cc_sepia, t->cc_aqua);
+	EXPECT_NE(t->cc_mono, t->cc_default);
+}
+
+TEST_F(BayerCam, GammaEffectsLoadTheirTablesAndOffRestoresTheTuning)
+{
+	idle();
+	start_preview();
+	stop_preview();
+	idle();
+	const cam::sensor_tuning_t *t = cam::cfgctrl.sensorCtrl.tuning;
+	ASSERT_NE(t, nullptr);
+	auto &b = *cam::cfgctrl.vfeCtrl.vcmd;
+	cam::cfgctrl.isp3aCtrl.update_record.conversion = t->cc_fluorescent;  // 3A's last choice
+	const std::pair<uint32_t, const uint8_t *> effects[] = {{5, cam::PosterizationGammaTbl.data()},
+								{6, cam::BlackboardGammaTbl.data()},
+								{7, cam::WhiteboardGammaTbl.data()},
+								{8, t->solarize_gamma.data()}};
+	for (const auto &[effect, table] : effects) {
+		ASSERT_TRUE(cam::vfe_util_set_special_effect(&cam::cfgctrl, 2));  // mono first
+		kernel().clear_log();
+		EXPECT_TRUE(cam::vfe_util_set_special_effect(&cam::cfgctrl, effect));
+		EXPECT_TRUE(gamma_is(b, table)) << effect;
+		// Mono's matrix is gone: the colour is 3A's again.
+		EXPECT_EQ(sent_conversion(kernel().log()), t->cc_fluorescent) << effect;
+		EXPECT_EQ(cam::cfgctrl.effectsCtrl.effect_flag[2], 1) << effect;
+	}
+	// Solarize turns highlights dark: its table falls after the middle.
+	EXPECT_GT(t->solarize_gamma[512], t->solarize_gamma[1023] + 100);
+	kernel().clear_log();
+	EXPECT_TRUE(cam::vfe_util_set_special_effect(&cam::cfgctrl, 0));
+	EXPECT_TRUE(gamma_is(b, t->gamma.data()));
+	EXPECT_EQ(sent_conversion(kernel().log()), t->cc_fluorescent);
+	// Before 3A chose any, the sensor's default conversion comes back.
+	cam::cfgctrl.isp3aCtrl.update_record.conversion = {};
+	ASSERT_TRUE(cam::vfe_util_set_special_effect(&cam::cfgctrl, 3));
+	kernel().clear_log();
+	EXPECT_TRUE(cam::vfe_util_set_special_effect(&cam::cfgctrl, 0));
+	EXPECT_EQ(sent_conversion(kernel().log()), t->cc_default);
+}
+
+TEST_F(BayerCam, TheClientsSepiaReachesTheColourRecord)
+{
+	idle();
+	start_preview();
+	stop_preview();
+	idle();
+	const cam::sensor_tuning_t *t = cam::cfgctrl.sensorCtrl.tuning;
+	ASSERT_NE(t, nullptr);
+	cam::cfgctrl.effectsCtrl.special_effect.current_value = 1;
+	kernel().clear_log();
+	EXPECT_TRUE(cam::effects_set_special_effect(&cam::cfgctrl.effectsCtrl, 8));  // the client's sepia
+	EXPECT_EQ(sent_conversion(kernel().log()), t->cc_sepia);
 }

@@ -93,10 +93,15 @@ const key_t keys[] = {
     KI(cc_daylight, CC_WORDS, -1024, 1023),
     KI(cc_fluorescent, CC_WORDS, -1024, 1023),
     KI(cc_incandescent, CC_WORDS, -1024, 1023),
+    KI(cc_sepia, CC_WORDS, -1024, 1023),
+    KI(cc_mono, CC_WORDS, -1024, 1023),
+    KI(cc_negative, CC_WORDS, -1024, 1023),
+    KI(cc_aqua, CC_WORDS, -1024, 1023),
     KF(ccm_normal, 13, -16, 16),
     KF(ccm_lowlight, 13, -16, 16),
     KI(ccm_lowlight_enable, 1, 0, 1),
     KI(gamma_knots, GAMMA_TABLES * GAMMA_KNOTS, 0, 255),
+    KI(solarize_knots, GAMMA_KNOTS, 0, 255),
     KI(af_is_supported, 1, 0, 1),
     KI(af_no_search, 1, 0, 1),
     KI(af_process_type, 1, 0, 4),
@@ -183,20 +188,25 @@ bool check(const sensor_tuning_t &t, std::string *err)
 	return true;
 }
 
-// Each table straight between its knots, 64 entries apart; the byte after
-// a table's 1024 repeats its last entry.
-void draw_gamma(sensor_tuning_t &t)
+// A table straight between its knots, 64 entries apart.
+void draw_table(const int32_t *knot, uint8_t *row)
 {
 	constexpr int span = GAMMA_ENTRIES / (GAMMA_KNOTS - 1);
+	for (int i = 0; i < GAMMA_ENTRIES; i++) {
+		int seg = i / span, at = i % span;
+		row[i] = static_cast<uint8_t>((knot[seg] * (span - at) + knot[seg + 1] * at + span / 2) / span);
+	}
+}
+
+// The byte after each gamma table's 1024 repeats its last entry.
+void draw_gamma(sensor_tuning_t &t)
+{
 	for (int k = 0; k < GAMMA_TABLES; k++) {
-		const int32_t *knot = t.gamma_knots.data() + k * GAMMA_KNOTS;
 		uint8_t *row = t.gamma.data() + k * GAMMA_ROW;
-		for (int i = 0; i < GAMMA_ENTRIES; i++) {
-			int seg = i / span, at = i % span;
-			row[i] = static_cast<uint8_t>((knot[seg] * (span - at) + knot[seg + 1] * at + span / 2) / span);
-		}
+		draw_table(t.gamma_knots.data() + k * GAMMA_KNOTS, row);
 		row[GAMMA_ENTRIES] = row[GAMMA_ENTRIES - 1];
 	}
+	draw_table(t.solarize_knots.data(), t.solarize_gamma.data());
 }
 
 }  // namespace

@@ -68,6 +68,8 @@ struct sensor_tuning_t {
 	float x_shift_limit_up, x_shift_limit_down;
 	std::array<float, 3> wb_incandescent, wb_fluorescent, wb_daylight, wb_cloudy;
 	std::array<int32_t, CC_WORDS> cc_default, cc_daylight, cc_fluorescent, cc_incandescent;
+	// Conversions of the colour effects, in the same form.
+	std::array<int32_t, CC_WORDS> cc_sepia, cc_mono, cc_negative, cc_aqua;
 	// Colour correction of preview, normal and low light: nine coefficients,
 	// three offsets, the Q factor.
 	std::array<float, 13> ccm_normal, ccm_lowlight;
@@ -76,6 +78,9 @@ struct sensor_tuning_t {
 	// row of GAMMA_ROW bytes each.
 	std::array<int32_t, GAMMA_TABLES * GAMMA_KNOTS> gamma_knots;
 	std::array<uint8_t, GAMMA_TABLES * GAMMA_ROW> gamma;
+	// The solarize effect's curve, which may fall, and its table.
+	std::array<int32_t, GAMMA_KNOTS> solarize_knots;
+	std::array<uint8_t, GAMMA_ENTRIES> solarize_gamma;
 	// Focus.
 	int32_t af_is_supported, af_no_search, af_process_type;
 	int32_t af_coarse_step, af_fine_step, af_fine_step_num;

@@ -245,10 +245,20 @@ bool vfe_util_hue_sat_incolorprocess(config_ctrl_t *ctrl, float hue, float satur
 	return vfe_util_send(r, VFE_QUEUE_CMD) != VFE_SEND_FAILED;
 }
 
+void vfe_util_updategammafromtuning(config_ctrl_t *ctrl)
+{
+	// The tuning's default table, as the pipeline starts with it.
+	const sensor_tuning_t *t = ctrl->sensorCtrl.tuning;
+	if (!t)
+		return;
+	vfe_util_updategamma(&ctrl->vfeCtrl, t->gamma.data());
+}
+
 bool vfe_util_set_special_effect(config_ctrl_t *ctrl, uint32_t effect)
 {
 	effects_ctrl_t &e = ctrl->effectsCtrl;
 	vfe_cmd_block_t &b = *ctrl->vfeCtrl.vcmd;
+	const sensor_tuning_t *t = ctrl->sensorCtrl.tuning;
 	int32_t stored = e.special_effect.current_value;
 	e.effect_flag[0] = e.effect_flag[1] = e.effect_flag[2] = 0;
 	// The argument list leaves 1 out and names 3 twice; kept as it is.
@@ -256,16 +266,29 @@ bool vfe_util_set_special_effect(config_ctrl_t *ctrl, uint32_t effect)
 		e.effect_flag[1] = 1;
 	if ((stored >= 5 && stored <= 8) || (effect >= 5 && effect <= 8))
 		e.effect_flag[2] = 1;
-	const std::array<uint8_t, 1024> *table = nullptr;
+	const colour_conversion_t *matrix = nullptr;
 	switch (effect) {
-	case 5: table = &PosterizationGammaTbl; break;
-	case 6: table = &BlackboardGammaTbl; break;
-	case 7: table = &WhiteboardGammaTbl; break;
-	default: break;  // 1 to 4 and 8 take the tuning record's data: none here
+	case 1: matrix = t ? &t->cc_sepia : nullptr; break;
+	case 2: matrix = t ? &t->cc_mono : nullptr; break;
+	case 3: matrix = t ? &t->cc_negative : nullptr; break;
+	case 4: matrix = t ? &t->cc_aqua : nullptr; break;
+	case 5: vfe_util_updategamma(&ctrl->vfeCtrl, PosterizationGammaTbl.data()); break;
+	case 6: vfe_util_updategamma(&ctrl->vfeCtrl, BlackboardGammaTbl.data()); break;
+	case 7: vfe_util_updategamma(&ctrl->vfeCtrl, WhiteboardGammaTbl.data()); break;
+	case 8:
+		if (t)
+			vfe_util_updategamma(&ctrl->vfeCtrl, t->solarize_gamma.data());
+		break;
+	default: vfe_util_updategammafromtuning(ctrl); break;
 	}
-	if (table) {
-		std::memcpy(b.VFE_RGB_GammaCfgCmd.w.data() + 2, table->data(), table->size());
-		std::memcpy(b.VFE_Y_GammaCfgCmd.w.data() + 2, table->data(), table->size());
+	if (matrix) {
+		colour_put_conversion(b.VFE_ColorProcessingCfgCmd, *matrix);
+	} else if (t) {
+		// An effect without a matrix of its own gives the colour back to
+		// the conversion 3A last chose, or the sensor's default before that.
+		const colour_conversion_t &now = ctrl->isp3aCtrl.update_record.conversion;
+		bool chosen = std::any_of(now.begin(), now.end(), [](int32_t x) { return x != 0; });
+		colour_put_conversion(b.VFE_ColorProcessingCfgCmd, chosen ? now : t->cc_default);
 	}
 	return vfe_util_send(b.VFE_ColorProcessingCfgCmd, VFE_QUEUE_CMD) != VFE_SEND_FAILED;
 }
