@@ -286,6 +286,7 @@ TEST_F(BayerCam, ColourEffectsWriteTheirConversionAndKeepTheGamma)
 	ASSERT_NE(t, nullptr);
 	auto &b = *cam::cfgctrl.vfeCtrl.vcmd;
 	cam::vfe_util_updategammafromtuning(&cam::cfgctrl);
+	const auto correction = b.VFE_ColorProcessingCfgCmd.w[1];
 	const std::pair<uint32_t, const cam::colour_conversion_t *> effects[] = {
 	    {1, &t->cc_sepia}, {2, &t->cc_mono}, {3, &t->cc_negative}, {4, &t->cc_aqua}};
 	for (const auto &[effect, matrix] : effects) {
@@ -294,7 +295,7 @@ TEST_F(BayerCam, ColourEffectsWriteTheirConversionAndKeepTheGamma)
 		EXPECT_EQ(sent_conversion(kernel().log()), *matrix) << effect;
 		EXPECT_TRUE(gamma_is(b, t->gamma.data())) << effect;
 		// The correction part stays as it was.
-		EXPECT_EQ(b.VFE_ColorProcessingCfgCmd.w[1], cam::VFE_DefaultColorProcessingCfgCmd.w[1]);
+		EXPECT_EQ(b.VFE_ColorProcessingCfgCmd.w[1], correction);
 	}
 	// The matrices differ, so each effect above was told apart.
 	EXPECT_NE(t->cc_sepia, t->cc_aqua);
@@ -350,4 +351,38 @@ TEST_F(BayerCam, TheClientsSepiaReachesTheColourRecord)
 	kernel().clear_log();
 	EXPECT_TRUE(cam::effects_set_special_effect(&cam::cfgctrl.effectsCtrl, 8));  // the client's sepia
 	EXPECT_EQ(sent_conversion(kernel().log()), t->cc_sepia);
+}
+
+TEST_F(BayerCam, InitTakesTheTuningAndTheSensorsLimits)
+{
+	idle();
+	const cam::sensor_tuning_t *t = cam::cfgctrl.sensorCtrl.tuning;
+	ASSERT_NE(t, nullptr);
+	cam::vfe_ctrl_t v{};
+	v.vcmd = cam::cfgctrl.vfeCtrl.vcmd;
+	cam::sensor_ctrl_t s = cam::cfgctrl.sensorCtrl;
+	s.ycbcr_min = 20;
+	s.ycbcr_max = 230;
+	cam::vfe_util_init(&v, &s);
+	const auto &b = *v.vcmd;
+	for (const auto *r : {&b.VFE_ColorProcessingCfgCmd, &b.VFE_ColorProcessingCfgCmd2}) {
+		EXPECT_EQ(cam::colour_get_conversion(*r), t->cc_default);
+		// 1.60 and -0.40 in Q7, the tuning's factor being 0.
+		EXPECT_EQ(r->w[1], (static_cast<uint32_t>(-51) & 0xFFF) << 16 | 204u);
+		EXPECT_EQ(r->w[7] & 3u, 0u);
+	}
+	EXPECT_EQ(std::memcmp(b.VFE_RGB_GammaCfgCmd.w.data() + 2, t->gamma.data(), 1024), 0);
+	EXPECT_EQ(std::memcmp(b.VFE_Y_GammaCfgCmd.w.data() + 2, t->gamma.data(), 1024), 0);
+	EXPECT_EQ(b.VFE_BlackLevelCfgCmd.get(4, 0, 9), static_cast<uint32_t>(t->black_level[0]));
+	EXPECT_EQ(b.VFE_BlackLevelCfgCmd.get(6, 0, 9), static_cast<uint32_t>(t->black_level[1]));
+	EXPECT_NE(b.VFE_BlackLevelCfgCmd.w, cam::VFE_DefaultBlackLevelCfgCmd.w);
+	EXPECT_EQ(b.VFE_OutputClampCfgCmd.w[1], 230u * 0x010101u);
+	EXPECT_EQ(b.VFE_OutputClampCfgCmd.w[2], 20u * 0x010101u);
+	// A YCbCr sensor takes the defaults as they stand.
+	s.output_format = cam::SENSOR_YCBCR;
+	cam::vfe_util_init(&v, &s);
+	EXPECT_EQ(b.VFE_ColorProcessingCfgCmd.w, cam::VFE_DefaultColorProcessingCfgCmd.w);
+	EXPECT_EQ(b.VFE_OutputClampCfgCmd.w, cam::VFE_DefaultOutputClampCfgCmd.w);
+	EXPECT_EQ(b.VFE_BlackLevelCfgCmd.w, cam::VFE_DefaultBlackLevelCfgCmd.w);
+	cam::vfe_util_init(&cam::cfgctrl.vfeCtrl, &cam::cfgctrl.sensorCtrl);  // leave the block as the thread had it
 }

@@ -472,16 +472,10 @@ int32_t aec_update_color_correction(const isp3a_ctx_t *ctx, isp3a_update_t *upda
 	}
 	if (ratio < 0 || !t->ccm_lowlight_enable)
 		ratio = 0;
-	// Coefficients go out in Q(7 + the tuning's factor), so that the
-	// truncation keeps their fractions; the last word says which Q.
-	int32_t q = 7 + std::clamp(static_cast<int32_t>(t->ccm_normal[12]), 0, 3);
-	float one = static_cast<float>(1 << q);
-	for (int k = 0; k < 12; k++) {
-		float a = t->ccm_normal[k], b = t->ccm_lowlight[k];
-		float v = a + (b - a) * ratio;
-		update->color_correction[k] = static_cast<int32_t>(k < 9 ? v * dg * one : v);  // biases are pixel levels
-	}
-	update->color_correction[12] = q;
+	std::array<float, 13> ccm = t->ccm_normal;
+	for (size_t k = 0; k < 12; k++)
+		ccm[k] += (t->ccm_lowlight[k] - t->ccm_normal[k]) * ratio;
+	update->color_correction = tuning_correction_fixed(ccm, dg);
 	update->color_correction_update = update->color_correction_applied = 1;
 	std::fprintf(stderr, "aec_update_color_correction: aec_state.digital_gain = %f\n", dg);
 	return 1;

@@ -5,6 +5,7 @@
 // finite and inside their key's range.
 #include "camera/sensor/tuning.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
@@ -100,6 +101,7 @@ const key_t keys[] = {
     KF(ccm_normal, 13, -16, 16),
     KF(ccm_lowlight, 13, -16, 16),
     KI(ccm_lowlight_enable, 1, 0, 1),
+    KI(black_level, 2, 0, 511),
     KI(gamma_knots, GAMMA_TABLES * GAMMA_KNOTS, 0, 255),
     KI(solarize_knots, GAMMA_KNOTS, 0, 255),
     KI(af_is_supported, 1, 0, 1),
@@ -221,6 +223,17 @@ awb_box_t tuning_box(const std::array<int32_t, 10> &w)
 		b.intercept[i] = static_cast<int16_t>(w[6 + i]);
 	}
 	return b;
+}
+
+std::array<int32_t, 13> tuning_correction_fixed(const std::array<float, 13> &ccm, float gain)
+{
+	std::array<int32_t, 13> m{};
+	int32_t q = 7 + std::clamp(static_cast<int32_t>(ccm[12]), 0, 3);
+	float one = static_cast<float>(1 << q);
+	for (size_t k = 0; k < 12; k++)
+		m[k] = static_cast<int32_t>(k < 9 ? ccm[k] * gain * one : ccm[k]);  // biases are pixel levels
+	m[12] = q;
+	return m;
 }
 
 bool tuning_parse(std::string_view text, sensor_tuning_t *out, std::string *err)

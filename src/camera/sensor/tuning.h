@@ -74,6 +74,8 @@ struct sensor_tuning_t {
 	// three offsets, the Q factor.
 	std::array<float, 13> ccm_normal, ccm_lowlight;
 	int32_t ccm_lowlight_enable;
+	// Black level of the raw pixel: the two values of the VFE's record.
+	std::array<int32_t, 2> black_level;
 	// Gamma: knots of four tables, and the tables drawn through them, one
 	// row of GAMMA_ROW bytes each.
 	std::array<int32_t, GAMMA_TABLES * GAMMA_KNOTS> gamma_knots;
@@ -94,5 +96,8 @@ bool tuning_parse(std::string_view text, sensor_tuning_t *out, std::string *err)
 // Reads the file through the platform layer and parses it.
 bool tuning_load(const char *path, sensor_tuning_t *out, std::string *err);
 awb_box_t tuning_box(const std::array<int32_t, 10> &words);
+// A colour correction in the VFE's fixed point: the nine coefficients, times
+// gain, in Q(7 + the factor, 0 to 3), the biases truncated, and last that Q.
+std::array<int32_t, 13> tuning_correction_fixed(const std::array<float, 13> &ccm, float gain);
 
 }  // namespace cam

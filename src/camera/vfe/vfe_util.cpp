@@ -55,7 +55,32 @@ int vfe_util_sendcmd(uint32_t cmd_type, void *record, uint16_t length, uint16_t 
 	return VFE_SENT;
 }
 
-void vfe_util_init(vfe_ctrl_t *vfe, const sensor_ctrl_t *)
+namespace {
+
+// What a Bayer sensor's tuning and limits give the records at start.
+void init_from_sensor(vfe_cmd_block_t &b, const sensor_ctrl_t &s)
+{
+	const sensor_tuning_t *t = s.tuning;
+	for (auto *r : {&b.VFE_ColorProcessingCfgCmd, &b.VFE_ColorProcessingCfgCmd2}) {
+		colour_put_correction(*r, tuning_correction_fixed(t->ccm_normal, 1.0f));
+		colour_put_conversion(*r, t->cc_default);
+	}
+	std::memcpy(b.VFE_RGB_GammaCfgCmd.w.data() + 2, t->gamma.data(), GAMMA_ENTRIES);
+	std::memcpy(b.VFE_Y_GammaCfgCmd.w.data() + 2, t->gamma.data(), GAMMA_ENTRIES);
+	for (auto *r : {&b.VFE_BlackLevelCfgCmd, &b.VFE_BlackLevelCfgCmdCopy}) {
+		r->set(4, 0, 9, static_cast<uint32_t>(t->black_level[0]));
+		r->set(6, 0, 9, static_cast<uint32_t>(t->black_level[1]));
+	}
+	// The sensor gives one range; Y, Cb and Cr all take it.
+	for (size_t c = 0; c < 3; ++c) {
+		b.VFE_OutputClampCfgCmd.set(4 + c, 0, 8, s.ycbcr_max);
+		b.VFE_OutputClampCfgCmd.set(8 + c, 0, 8, s.ycbcr_min);
+	}
+}
+
+}  // namespace
+
+void vfe_util_init(vfe_ctrl_t *vfe, const sensor_ctrl_t *sensor)
 {
 	vfe_cmd_block_t &b = *vfe->vcmd;
 	b.VFE_DemosaicCfgCmd = VFE_DefaultDemosaicCfgCmd;
@@ -87,6 +112,8 @@ void vfe_util_init(vfe_ctrl_t *vfe, const sensor_ctrl_t *)
 	b.VFE_Y_GammaCfgCmd = VFE_DefaultY_GammaCfgCmd;
 	b.VFE_ResetCmd = VFE_DefaultResetCmd;
 	b.VFE_StopCmd = VFE_DefaultStopCmd;
+	if (sensor && sensor->output_format == SENSOR_BAYER && sensor->tuning)
+		init_from_sensor(b, *sensor);
 }
 
 bool vfe_util_get_sensor_info(uint32_t mode, config_ctrl_t *ctrl)
