@@ -151,6 +151,17 @@ protected:
 		EXPECT_EQ(a.status, 0x55);  // answered untouched
 		exited_ = true;
 	}
+	// Picture and display sizes through the dimension command; its status.
+	int32_t set_dimension(uint16_t picture_width, uint16_t picture_height, uint16_t display_width,
+			      uint16_t display_height)
+	{
+		cam::cam_ctrl_dimension_t d{};
+		d.picture_width = picture_width;
+		d.picture_height = picture_height;
+		d.display_width = display_width;
+		d.display_height = display_height;
+		return send_bytes(cam::CAMERA_SET_PARM_DIMENSION, &d, sizeof d).status;
+	}
 	// Preview running: status of the start and the state reached.
 	void start_preview()
 	{

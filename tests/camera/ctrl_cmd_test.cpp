@@ -121,12 +121,7 @@ TEST_F(CamConf, BigPictureIsCutToTheSensorAndTheThumbnailKept)
 
 TEST_F(CamConf, MaxZoomIsWrittenIntoTheAnswer)
 {
-	cam_ctrl_dimension_t d{};
-	d.picture_width = 1280;
-	d.picture_height = 960;
-	d.display_width = 800;
-	d.display_height = 480;
-	ASSERT_EQ(send_bytes(CAMERA_SET_PARM_DIMENSION, &d, sizeof d).status, 1);
+	ASSERT_EQ(set_dimension(1280, 960, 800, 480), 1);
 	Answer a = send(CAMERA_GET_PARM_MAXZOOM, -1);
 	int32_t max = -1;
 	std::memcpy(&max, a.value.data(), sizeof max);

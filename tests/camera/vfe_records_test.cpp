@@ -73,12 +73,7 @@ const Recorded *find(const std::vector<Recorded> &log, unsigned long request, ui
 
 TEST_F(CamConf, PreviewRecordsOfTheOv5642)
 {
-	cam_ctrl_dimension_t d{};
-	d.picture_width = 1280;
-	d.picture_height = 960;
-	d.display_width = 800;
-	d.display_height = 480;
-	ASSERT_EQ(send_bytes(CAMERA_SET_PARM_DIMENSION, &d, sizeof d).status, 1);
+	ASSERT_EQ(set_dimension(1280, 960, 800, 480), 1);
 	start_preview();
 	auto log = kernel().log();
 	// The sensor's window is 1280 pixels of two bytes by 960 lines; an

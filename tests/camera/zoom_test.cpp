@@ -37,12 +37,7 @@ TEST(ZoomTable, TheLimitIsTheLastEntryWithinTheMaximumCrop)
 
 TEST_F(CamConf, OneOutputScalesTheSecondPairOnlyInHeight)
 {
-	cam_ctrl_dimension_t d{};
-	d.picture_width = 1280;
-	d.picture_height = 960;
-	d.display_width = 800;
-	d.display_height = 480;
-	ASSERT_EQ(send_bytes(CAMERA_SET_PARM_DIMENSION, &d, sizeof d).status, 1);
+	ASSERT_EQ(set_dimension(1280, 960, 800, 480), 1);
 	start_preview();
 	stop_preview();  // no frame runs the zoom beside this test
 	idle();

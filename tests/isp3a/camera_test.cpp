@@ -52,6 +52,17 @@ protected:
 		kernel().post(cam::RESP_VFE, 0, cam::VFE_STATS_WB_EXP, bytes);
 		idle();
 	}
+
+	// A preview started and stopped, so the Bayer records are set up; the
+	// sensor's tuning, or null (the caller asserts).
+	const cam::sensor_tuning_t *after_a_preview()
+	{
+		idle();
+		start_preview();
+		stop_preview();
+		idle();
+		return cam::cfgctrl.sensorCtrl.tuning;
+	}
 };
 
 }  // namespace
@@ -208,11 +219,7 @@ TEST_F(BayerCam, WhiteBalanceResultsReachTheRecords)
 
 TEST_F(BayerCam, ContrastBuildsTheLumaGammaFromTheTuningAndRestarts)
 {
-	idle();
-	start_preview();
-	stop_preview();
-	idle();
-	const cam::sensor_tuning_t *t = cam::cfgctrl.sensorCtrl.tuning;
+	const cam::sensor_tuning_t *t = after_a_preview();
 	ASSERT_NE(t, nullptr);
 	auto &b = *cam::cfgctrl.vfeCtrl.vcmd;
 	const auto rgb_before = b.VFE_RGB_GammaCfgCmd;
@@ -236,11 +243,7 @@ TEST_F(BayerCam, ContrastBuildsTheLumaGammaFromTheTuningAndRestarts)
 
 TEST_F(BayerCam, DefaultConversionThroughTheWriterIsTheDefaultRecord)
 {
-	idle();
-	start_preview();
-	stop_preview();
-	idle();
-	const cam::sensor_tuning_t *t = cam::cfgctrl.sensorCtrl.tuning;
+	const cam::sensor_tuning_t *t = after_a_preview();
 	ASSERT_NE(t, nullptr);
 	auto &r = cam::cfgctrl.vfeCtrl.vcmd->VFE_ColorProcessingCfgCmd;
 	r = cam::VFE_DefaultColorProcessingCfgCmd;
@@ -281,11 +284,7 @@ bool gamma_is(const cam::vfe_cmd_block_t &b, const uint8_t *table)
 
 TEST_F(BayerCam, ColourEffectsWriteTheirConversionAndKeepTheGamma)
 {
-	idle();
-	start_preview();
-	stop_preview();
-	idle();
-	const cam::sensor_tuning_t *t = cam::cfgctrl.sensorCtrl.tuning;
+	const cam::sensor_tuning_t *t = after_a_preview();
 	ASSERT_NE(t, nullptr);
 	auto &b = *cam::cfgctrl.vfeCtrl.vcmd;
 	cam::vfe_util_updategammafromtuning(&cam::cfgctrl);
@@ -307,11 +306,7 @@ TEST_F(BayerCam, ColourEffectsWriteTheirConversionAndKeepTheGamma)
 
 TEST_F(BayerCam, GammaEffectsLoadTheirTablesAndOffRestoresTheTuning)
 {
-	idle();
-	start_preview();
-	stop_preview();
-	idle();
-	const cam::sensor_tuning_t *t = cam::cfgctrl.sensorCtrl.tuning;
+	const cam::sensor_tuning_t *t = after_a_preview();
 	ASSERT_NE(t, nullptr);
 	auto &b = *cam::cfgctrl.vfeCtrl.vcmd;
 	cam::cfgctrl.isp3aCtrl.update_record.conversion = t->cc_fluorescent;  // 3A's last choice
@@ -344,11 +339,7 @@ TEST_F(BayerCam, GammaEffectsLoadTheirTablesAndOffRestoresTheTuning)
 
 TEST_F(BayerCam, TheClientsSepiaReachesTheColourRecord)
 {
-	idle();
-	start_preview();
-	stop_preview();
-	idle();
-	const cam::sensor_tuning_t *t = cam::cfgctrl.sensorCtrl.tuning;
+	const cam::sensor_tuning_t *t = after_a_preview();
 	ASSERT_NE(t, nullptr);
 	cam::cfgctrl.effectsCtrl.special_effect.current_value = 1;
 	kernel().clear_log();
