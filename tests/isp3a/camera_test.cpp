@@ -164,6 +164,14 @@ TEST_F(BayerCam, PreviewSendsTheBayerRecordsAndTurnsStatisticsOn)
 	const auto *stats = last_record(log, cam::VFE_CMD_STATS_WB_EXP_CFG, cam::VFE_STATS_ENABLE);
 	ASSERT_NE(stats, nullptr);
 	EXPECT_EQ(stats->bytes[4] & 1, 1);  // enabled
+	// The white box of normal light, four bytes further on than in an update.
+	ASSERT_NE(cam::cfgctrl.sensorCtrl.tuning, nullptr);
+	cam::awb_box_t box = cam::tuning_box(cam::cfgctrl.sensorCtrl.tuning->box_normal);
+	EXPECT_EQ(stats->bytes[10], box.y_min);
+	EXPECT_EQ(stats->bytes[11], box.y_max);
+	EXPECT_EQ(stats->bytes[15], box.slope[3]);
+	EXPECT_EQ(word_at(stats->bytes, 16) >> 16 & 0xFFF, cam::vfe_field(box.intercept[0], 12));  // Cb line 1
+	EXPECT_EQ(word_at(stats->bytes, 20) & 0xFFF, cam::vfe_field(box.intercept[3], 12));         // Cr line 4
 	// The three statistics buffers go out in the record.
 	const auto &bufs = cam::cfgctrl.isp3aCtrl.AecAwbBuf;
 	EXPECT_EQ(word_at(stats->bytes, 28), static_cast<uint32_t>(reinterpret_cast<uintptr_t>(bufs[0].addr)));

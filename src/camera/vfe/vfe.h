@@ -133,6 +133,20 @@ struct vfe_stats_bounds_t {
 	std::array<uint32_t, 4> slope;      // of the neutral region lines 0 to 3
 	std::array<uint32_t, 4> intercept;  // Cb line 1, Cr line 2, Cb line 3, Cr line 4
 };
+// The bounds as the update record lays them out from byte 6; the
+// configuration record holds the same fields 4 bytes further on.
+constexpr size_t VFE_STATS_BOUNDS_IN_CFG = 4;
+constexpr std::array<size_t, 4> VFE_STATS_INTERCEPT_AT = {14, 12, 18, 16};
+template <size_t N>
+void vfe_put_stats_bounds(vfe_rec<N> &r, size_t shift, const vfe_stats_bounds_t &b)
+{
+	r.set(6 + shift, 0, 8, b.min_y);
+	r.set(7 + shift, 0, 8, b.max_y);
+	for (size_t i = 0; i < 4; ++i) {
+		r.set(8 + i + shift, 0, 8, b.slope[i]);
+		r.set(VFE_STATS_INTERCEPT_AT[i] + shift, 0, 12, b.intercept[i]);
+	}
+}
 bool vfe_util_updatestatssend(vfe_ctrl_t *vfe, uint32_t cmd_type);
 bool vfe_update_stats_config(vfe_ctrl_t *vfe, const vfe_stats_bounds_t &bounds);
 // The bounds that an update record holds.

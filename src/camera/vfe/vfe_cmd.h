@@ -77,6 +77,9 @@ struct vfe_rec {
 	uint32_t number() const { return w[0]; }
 };
 
+// A signed value as a field of that width holds it, two's complement.
+constexpr uint32_t vfe_field(int32_t v, unsigned width) { return static_cast<uint32_t>(v) & ((1u << width) - 1); }
+
 // Every record, in the order of the static block.
 struct vfe_cmd_block_t {
 	vfe_rec<24> VFE_DemosaicCfgCmd;

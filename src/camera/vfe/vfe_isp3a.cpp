@@ -13,7 +13,16 @@ namespace {
 // A statistics buffer as the DSP sees it: a 32-bit address, as on the phone.
 uint32_t buffer_word(const void *addr) { return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(addr)); }
 
-uint32_t field(int32_t v, unsigned width) { return static_cast<uint32_t>(v) & ((1u << width) - 1); }
+// A white box of AWB as the statistics records take it.
+vfe_stats_bounds_t bounds_of(const awb_box_t &box)
+{
+	vfe_stats_bounds_t bounds{box.y_min, box.y_max, {}, {}};
+	for (size_t i = 0; i < 4; ++i) {
+		bounds.slope[i] = box.slope[i];
+		bounds.intercept[i] = vfe_field(box.intercept[i], 12);
+	}
+	return bounds;
+}
 
 }  // namespace
 
@@ -23,15 +32,8 @@ void vfe_util_copy_aec_awb_config(config_ctrl_t *ctrl)
 	if (!t)
 		return;
 	// The white box of normal light is the sensor's limit until AWB picks one.
-	awb_box_t box = tuning_box(t->box_normal);
-	auto &r = ctrl->vfeCtrl.vcmd->VFE_StatsWB_EXP_CfgCmd;
-	r.set(10, 0, 8, box.y_min);
-	r.set(11, 0, 8, box.y_max);
-	for (size_t i = 0; i < 4; ++i)
-		r.set(12 + i, 0, 8, box.slope[i]);
-	static constexpr size_t intercept_at[4] = {18, 16, 22, 20};  // Cb1, Cr2, Cb3, Cr4
-	for (size_t i = 0; i < 4; ++i)
-		r.set(intercept_at[i], 0, 12, field(box.intercept[i], 12));
+	vfe_put_stats_bounds(ctrl->vfeCtrl.vcmd->VFE_StatsWB_EXP_CfgCmd, VFE_STATS_BOUNDS_IN_CFG,
+			     bounds_of(tuning_box(t->box_normal)));
 }
 
 void vfe_util_copy_af_config(config_ctrl_t *ctrl)
@@ -141,12 +143,7 @@ bool vfe_stats_update(int kind, config_ctrl_t *ctrl)
 	case 1:
 		std::fprintf(stderr, "Inside ISP3A_UPDATE_AWB\n");
 		if (u.bounding_box_update) {
-			vfe_stats_bounds_t bounds{u.box.y_min, u.box.y_max, {}, {}};
-			for (size_t i = 0; i < 4; ++i) {
-				bounds.slope[i] = u.box.slope[i];
-				bounds.intercept[i] = field(u.box.intercept[i], 12);
-			}
-			ok = vfe_update_stats_config(&v, bounds) && ok;
+			ok = vfe_update_stats_config(&v, bounds_of(u.box)) && ok;
 			u.bounding_box_update = 0;  // taken: the next frame sets it again if it changes
 		}
 		std::fprintf(stderr, "wb.redGain = %f, wb.greenGain = %f, wb.blueGain = %f\n", u.r_gain, u.g_gain, u.b_gain);

@@ -30,13 +30,7 @@ bool vfe_update_stats_config(vfe_ctrl_t *vfe, const vfe_stats_bounds_t &bounds)
 	u = VFE_DefaultStatsWB_EXP_UpdateCmd;
 	u.set(4, 0, 1, b.VFE_StatsWB_EXP_CfgCmd.get(4, 1, 1));  // exposureRegions
 	u.set(4, 1, 1, b.VFE_StatsWB_EXP_CfgCmd.get(4, 2, 1));  // exposureSubRegions
-	u.set(6, 0, 8, bounds.min_y);
-	u.set(7, 0, 8, bounds.max_y);
-	for (size_t i = 0; i < 4; ++i)
-		u.set(8 + i, 0, 8, bounds.slope[i]);
-	static constexpr size_t intercept_at[4] = {14, 12, 18, 16};  // Cb1, Cr2, Cb3, Cr4
-	for (size_t i = 0; i < 4; ++i)
-		u.set(intercept_at[i], 0, 12, bounds.intercept[i]);
+	vfe_put_stats_bounds(u, 0, bounds);
 	std::fprintf(stderr, "vfeconfig_stats_update: Sending Update Stats:%d\n", 393);
 	std::fprintf(stderr, "minY %u maxY %u slopes %u %u %u %u intercepts %u %u %u %u\n", bounds.min_y, bounds.max_y,
 		     bounds.slope[0], bounds.slope[1], bounds.slope[2], bounds.slope[3], bounds.intercept[0],
@@ -47,10 +41,9 @@ bool vfe_update_stats_config(vfe_ctrl_t *vfe, const vfe_stats_bounds_t &bounds)
 vfe_stats_bounds_t vfe_stats_bounds_of(const vfe_rec<20> &u)
 {
 	vfe_stats_bounds_t bounds{u.get(6, 0, 8), u.get(7, 0, 8), {}, {}};
-	static constexpr size_t intercept_at[4] = {14, 12, 18, 16};
 	for (size_t i = 0; i < 4; ++i) {
 		bounds.slope[i] = u.get(8 + i, 0, 8);
-		bounds.intercept[i] = u.get(intercept_at[i], 0, 12);
+		bounds.intercept[i] = u.get(VFE_STATS_INTERCEPT_AT[i], 0, 12);
 	}
 	return bounds;
 }
