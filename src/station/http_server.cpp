@@ -10,6 +10,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "station/tapp_frame.h"
+
 namespace station {
 
 namespace {
@@ -26,17 +28,6 @@ const char *reason(int status)
 	case 503: return "Service Unavailable";
 	default: return "Internal Server Error";
 	}
-}
-
-int hex_digit(char c)
-{
-	if (c >= '0' && c <= '9')
-		return c - '0';
-	if (c >= 'a' && c <= 'f')
-		return c - 'a' + 10;
-	if (c >= 'A' && c <= 'F')
-		return c - 'A' + 10;
-	return -1;
 }
 
 bool percent_decode(std::string_view in, std::string *out)

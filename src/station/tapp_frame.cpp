@@ -26,7 +26,9 @@ std::string finish(std::vector<uint8_t> body)
 	return "AT*TAPP=" + to_hex(frame) + "\n";
 }
 
-int nibble(char c)
+}  // namespace
+
+int hex_digit(char c)
 {
 	if (c >= '0' && c <= '9')
 		return c - '0';
@@ -35,8 +37,6 @@ int nibble(char c)
 		return c - 'A' + 10;
 	return -1;
 }
-
-}  // namespace
 
 std::string to_hex(const std::vector<uint8_t> &bytes)
 {
@@ -56,7 +56,7 @@ std::optional<std::vector<uint8_t>> from_hex(std::string_view text)
 	for (char c : text) {
 		if (c == ' ' || c == ':' || c == '-')
 			continue;
-		int v = nibble(c);
+		int v = hex_digit(c);
 		if (v < 0)
 			return std::nullopt;
 		if (high < 0) {

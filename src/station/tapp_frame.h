@@ -16,6 +16,8 @@ std::string bt_frame(uint8_t cmd, const std::vector<uint8_t> &params, uint8_t to
 std::string wifi_frame(uint8_t cmd, const std::vector<uint8_t> &params, uint8_t total_blk = 1,
                        uint8_t blk_index = 1);
 
+// The value of one hex digit, either case; -1 if it is none.
+int hex_digit(char c);
 // Hex text of bytes, upper case, no separators.
 std::string to_hex(const std::vector<uint8_t> &bytes);
 // Bytes from hex text; separators (space, ':', '-') are skipped. Empty on a bad digit.
