@@ -1,6 +1,7 @@
 #include "station/board.h"
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <fstream>
@@ -111,6 +112,15 @@ std::string board_value(const std::string &dir, const std::string &key)
 			value = strip(line.substr(eq + 1));  // the last one counts
 	}
 	return value;
+}
+
+long board_number(const std::string &dir, const std::string &key, long fallback)
+{
+	std::string v = board_value(dir, key);
+	errno = 0;
+	char *end = nullptr;
+	long n = std::strtol(v.c_str(), &end, 0);
+	return v.empty() || errno || end == v.c_str() ? fallback : n;
 }
 
 bool set_board_value(const std::string &dir, const std::string &key, const std::string &value)

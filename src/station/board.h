@@ -16,4 +16,8 @@ bool set_board_value(const std::string &dir, const std::string &key, const std::
 // The value of key in the board file, as written there; empty if absent.
 std::string board_value(const std::string &dir, const std::string &key);
 
+// The value of key as a number, read as the simulated board reads it
+// (decimal, 0x hexadecimal or 0 octal); fallback if absent or not a number.
+long board_number(const std::string &dir, const std::string &key, long fallback);
+
 }  // namespace station

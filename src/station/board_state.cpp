@@ -50,8 +50,8 @@ nlohmann::json number_or_null(std::string_view text)
 
 int board_int(const std::string &dir, const char *key, int fallback)
 {
-	auto n = number(board_value(dir, key));
-	return n && *n > -1000000000L && *n < 1000000000L ? static_cast<int>(*n) : fallback;
+	long n = board_number(dir, key, fallback);
+	return n > -1000000000L && n < 1000000000L ? static_cast<int>(n) : fallback;
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 #include "station/screen.h"
 
-#include <cstdlib>
 #include <fstream>
 #include <iterator>
 
@@ -12,10 +11,7 @@ namespace {
 
 int number(const std::string &dir, const char *key, int fallback)
 {
-	std::string v = board_value(dir, key);
-	if (v.empty())
-		return fallback;
-	long n = std::strtol(v.c_str(), nullptr, 0);
+	long n = board_number(dir, key, fallback);
 	return n > 0 && n < 100000 ? static_cast<int>(n) : fallback;
 }
 
