@@ -121,6 +121,10 @@ bool vfe_util_hue_sat_incolorprocess(config_ctrl_t *ctrl, float hue, float satur
 bool vfe_util_set_special_effect(config_ctrl_t *ctrl, uint32_t effect);
 // Both gamma records take the tuning's default table again.
 void vfe_util_updategammafromtuning(config_ctrl_t *ctrl);
+// The colour conversion in force without an effect: the one 3A chose last,
+// or the sensor's default before 3A has chosen one; null without a tuning
+// record and a choice.
+const colour_conversion_t *vfe_util_current_conversion(const config_ctrl_t *ctrl);
 bool vfe_util_get_input_numReg(const config_ctrl_t *ctrl);
 void vfe_util_update_fovcrop(uint32_t first_pixel, uint32_t last_pixel, uint32_t first_line, uint32_t last_line);
 void vfe_util_updatescaleoutput(config_ctrl_t *ctrl, uint32_t x, uint32_t y);

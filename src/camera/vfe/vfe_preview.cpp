@@ -243,12 +243,8 @@ void bayer_processing(config_ctrl_t *ctrl)
 	if ((e.alt_color & 0xFF) == 1) {
 		vfe_util_send(b.VFE_ColorProcessingCfgCmd2, VFE_QUEUE_CMD);
 	} else if (e.special_effect.current_value == 1) {  // 1: no effect
-		// Before AWB has chosen one, the sensor's default conversion stands.
-		const auto &now = c.update_record.conversion;
-		bool chosen = std::any_of(now.begin(), now.end(), [](int32_t x) { return x != 0; });
-		const sensor_tuning_t *t = ctrl->sensorCtrl.tuning;
-		if (chosen || t)
-			vfe_util_updateconversincolorprcess(ctrl, chosen ? now : t->cc_default);
+		if (const colour_conversion_t *m = vfe_util_current_conversion(ctrl))
+			vfe_util_updateconversincolorprcess(ctrl, *m);
 	}
 	vfe_util_send(b.VFE_ColorProcessingCfgCmd, VFE_QUEUE_CMD);
 	// The tuning carries no sharpening filter, so the adaptive filter stays off.

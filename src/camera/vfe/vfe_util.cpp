@@ -272,6 +272,14 @@ bool vfe_util_hue_sat_incolorprocess(config_ctrl_t *ctrl, float hue, float satur
 	return vfe_util_send(r, VFE_QUEUE_CMD) != VFE_SEND_FAILED;
 }
 
+const colour_conversion_t *vfe_util_current_conversion(const config_ctrl_t *ctrl)
+{
+	const colour_conversion_t &now = ctrl->isp3aCtrl.update_record.conversion;
+	bool chosen = std::any_of(now.begin(), now.end(), [](int32_t x) { return x != 0; });
+	const sensor_tuning_t *t = ctrl->sensorCtrl.tuning;
+	return chosen ? &now : t ? &t->cc_default : nullptr;
+}
+
 void vfe_util_updategammafromtuning(config_ctrl_t *ctrl)
 {
 	// The tuning's default table, as the pipeline starts with it.
@@ -308,15 +316,12 @@ bool vfe_util_set_special_effect(config_ctrl_t *ctrl, uint32_t effect)
 		break;
 	default: vfe_util_updategammafromtuning(ctrl); break;
 	}
-	if (matrix) {
+	// An effect without a matrix of its own gives the colour back to the
+	// conversion in force.
+	if (!matrix && t)
+		matrix = vfe_util_current_conversion(ctrl);
+	if (matrix)
 		colour_put_conversion(b.VFE_ColorProcessingCfgCmd, *matrix);
-	} else if (t) {
-		// An effect without a matrix of its own gives the colour back to
-		// the conversion 3A last chose, or the sensor's default before that.
-		const colour_conversion_t &now = ctrl->isp3aCtrl.update_record.conversion;
-		bool chosen = std::any_of(now.begin(), now.end(), [](int32_t x) { return x != 0; });
-		colour_put_conversion(b.VFE_ColorProcessingCfgCmd, chosen ? now : t->cc_default);
-	}
 	return vfe_util_send(b.VFE_ColorProcessingCfgCmd, VFE_QUEUE_CMD) != VFE_SEND_FAILED;
 }
 
