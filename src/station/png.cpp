@@ -1,6 +1,8 @@
 #include "station/png.h"
 
 #include <cstdio>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <png.h>
 
@@ -111,6 +113,18 @@ std::optional<Image> decode_png(std::span<const uint8_t> bytes, std::string *err
 		return std::nullopt;
 	}
 	return img;
+}
+
+std::optional<Image> read_png(const std::string &path, std::string *error)
+{
+	std::ifstream in(path, std::ios::binary);
+	if (!in) {
+		if (error)
+			*error = "cannot read " + path;
+		return std::nullopt;
+	}
+	std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+	return decode_png(bytes, error);
 }
 
 }  // namespace station

@@ -17,5 +17,7 @@ std::optional<std::string> encode_png(const Image &image, std::string *error = n
 
 // A PNG of any colour type as 8-bit RGB (alpha dropped, composited on black).
 std::optional<Image> decode_png(std::span<const uint8_t> bytes, std::string *error = nullptr);
+// The same from a file.
+std::optional<Image> read_png(const std::string &path, std::string *error = nullptr);
 
 }  // namespace station

@@ -17,9 +17,21 @@ struct Geometry {
 // the defaults above where a key is absent.
 Geometry board_geometry(const std::string &board_dir);
 
+struct Rgb {
+	uint8_t r, g, b;
+	bool operator==(const Rgb &) const = default;
+};
+
 struct Image {
 	int width = 0, height = 0;
 	std::vector<uint8_t> rgb;  // 8-bit red, green, blue, row after row
+
+	// The pixel at (x, y), which must lie inside the image.
+	Rgb at(int x, int y) const
+	{
+		const uint8_t *p = rgb.data() + (static_cast<size_t>(y) * static_cast<size_t>(width) + static_cast<size_t>(x)) * 3;
+		return {p[0], p[1], p[2]};
+	}
 };
 
 // Pixels as the daemon stores them, little-endian: 16 bits 5-6-5, 18 bits

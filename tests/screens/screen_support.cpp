@@ -5,6 +5,8 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include "station/png.h"
+
 namespace screens_test {
 
 void wait_taken(SimPhone &phone, int device)
@@ -53,7 +55,7 @@ void enter_fqc(SimPhone &phone)
 image panel(SimPhone &phone)
 {
 	std::string error;
-	auto img = screenshot::read_panel(phone.path(""), &error);
+	auto img = station::read_screen(phone.path(""), &error);
 	EXPECT_TRUE(img.has_value()) << error;
 	return img.value_or(image{});
 }
@@ -72,23 +74,23 @@ int count(const image &img, rgb8 c, int x0, int y0, int x1, int y1)
 	std::string path = std::string(FTM_SOURCE_DIR) + "/tests/screens/golden/" + name + ".png";
 	std::string error;
 	if (std::getenv("FTM_UPDATE_GOLDEN")) {
-		if (!screenshot::write_png(img, path, &error))
+		if (!station::write_png(path, img, &error))
 			return ::testing::AssertionFailure() << error;
 		return ::testing::AssertionSuccess() << "wrote " << path;
 	}
-	auto golden = screenshot::read_png(path, &error);
+	auto golden = station::read_png(path, &error);
 	if (!golden)
 		return ::testing::AssertionFailure() << error << " (FTM_UPDATE_GOLDEN=1 makes it)";
 	std::string actual = ::testing::TempDir() + name + ".actual.png";
 	if (golden->width != img.width || golden->height != img.height) {
-		screenshot::write_png(img, actual);
+		station::write_png(actual, img);
 		return ::testing::AssertionFailure() << name << ": " << img.width << "x" << img.height << ", golden "
 		                                     << golden->width << "x" << golden->height << "; see " << actual;
 	}
 	for (int y = 0; y < img.height; ++y)
 		for (int x = 0; x < img.width; ++x)
 			if (!(img.at(x, y) == golden->at(x, y))) {
-				screenshot::write_png(img, actual);
+				station::write_png(actual, img);
 				return ::testing::AssertionFailure() << name << " differs first at (" << x << ", " << y
 				                                     << "); see " << actual;
 			}

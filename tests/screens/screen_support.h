@@ -5,13 +5,13 @@
 #include <gtest/gtest.h>
 #include <string>
 
-#include "screenshot.h"
+#include "station/screen.h"
 #include "support/sim_phone.h"
 
 namespace screens_test {
 
-using screenshot::image;
-using screenshot::rgb8;
+using image = station::Image;
+using rgb8 = station::Rgb;
 using testing_support::SimPhone;
 
 constexpr rgb8 kBlack{0, 0, 0}, kWhite{255, 255, 255};

@@ -86,8 +86,7 @@ protected:
 			int red = 0;
 			for (int y = 10 + 13 * row; y < 18 + 13 * row; ++y)
 				for (int x = 0; x < img.width; ++x) {
-					const uint8_t *p = img.rgb.data() + (static_cast<size_t>(y) * static_cast<size_t>(img.width) + static_cast<size_t>(x)) * 3;
-					red += p[0] == 255 && p[1] == 0 && p[2] == 0;
+					red += img.at(x, y) == station::Rgb{255, 0, 0};
 				}
 			if (red > 0)
 				rows.push_back(row);

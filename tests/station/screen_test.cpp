@@ -13,30 +13,24 @@ namespace {
 using station::decode_pixels;
 using station::Geometry;
 
-std::vector<uint8_t> rgb(const station::Image &img, int x, int y)
-{
-	const uint8_t *p = img.rgb.data() + (static_cast<size_t>(y) * static_cast<size_t>(img.width) + static_cast<size_t>(x)) * 3;
-	return {p[0], p[1], p[2]};
-}
-
 TEST(StationScreen, DecodesTheDepthsTheDaemonDraws)
 {
 	// 16 bits: white, red, green, blue, low byte first.
 	std::vector<uint8_t> px16{0xFF, 0xFF, 0x00, 0xF8, 0xE0, 0x07, 0x1F, 0x00};
 	auto img = decode_pixels(px16, Geometry{2, 2, 16});
 	ASSERT_TRUE(img);
-	EXPECT_EQ(rgb(*img, 0, 0), (std::vector<uint8_t>{255, 255, 255}));
-	EXPECT_EQ(rgb(*img, 1, 0), (std::vector<uint8_t>{255, 0, 0}));
-	EXPECT_EQ(rgb(*img, 0, 1), (std::vector<uint8_t>{0, 255, 0}));
-	EXPECT_EQ(rgb(*img, 1, 1), (std::vector<uint8_t>{0, 0, 255}));
+	EXPECT_EQ(img->at(0, 0), (station::Rgb{255, 255, 255}));
+	EXPECT_EQ(img->at(1, 0), (station::Rgb{255, 0, 0}));
+	EXPECT_EQ(img->at(0, 1), (station::Rgb{0, 255, 0}));
+	EXPECT_EQ(img->at(1, 1), (station::Rgb{0, 0, 255}));
 	// 24 bits: 0x123456 stored 56 34 12.
 	std::vector<uint8_t> px24{0x56, 0x34, 0x12};
-	EXPECT_EQ(rgb(*decode_pixels(px24, Geometry{1, 1, 24}), 0, 0), (std::vector<uint8_t>{0x12, 0x34, 0x56}));
+	EXPECT_EQ(decode_pixels(px24, Geometry{1, 1, 24})->at(0, 0), (station::Rgb{0x12, 0x34, 0x56}));
 	// 18 bits: three bytes a pixel at a pitch of two; full red is 0x3F000.
 	std::vector<uint8_t> px18{0x00, 0xF0, 0x03, 0x00};
 	auto img18 = decode_pixels(px18, Geometry{1, 1, 18});
 	ASSERT_TRUE(img18);
-	EXPECT_EQ(rgb(*img18, 0, 0), (std::vector<uint8_t>{255, 0, 0}));
+	EXPECT_EQ(img18->at(0, 0), (station::Rgb{255, 0, 0}));
 	// Too few bytes, or an unknown depth.
 	EXPECT_FALSE(decode_pixels(px16, Geometry{3, 2, 16}));
 	EXPECT_FALSE(decode_pixels(px16, Geometry{1, 1, 12}));

@@ -1,7 +1,9 @@
 // ftm-screenshot BOARD_DIR OUT.png: writes what the simulated panel shows.
 #include <cstdio>
+#include <string>
 
-#include "screenshot.h"
+#include "station/png.h"
+#include "station/screen.h"
 
 int main(int argc, char **argv)
 {
@@ -10,8 +12,8 @@ int main(int argc, char **argv)
 		return 2;
 	}
 	std::string error;
-	auto img = screenshot::read_panel(argv[1], &error);
-	if (!img || !screenshot::write_png(*img, argv[2], &error)) {
+	auto img = station::read_screen(argv[1], &error);
+	if (!img || !station::write_png(argv[2], *img, &error)) {
 		std::fprintf(stderr, "ftm-screenshot: %s\n", error.c_str());
 		return 1;
 	}
