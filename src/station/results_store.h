@@ -1,0 +1,68 @@
+// Where a line keeps its verdicts: a run of a list, each phone in it and each
+// step, written as each finishes. SQLite (a file beside the station) or
+// PostgreSQL (one server for the stations of a line), the same schema.
+//
+// Schema (created and migrated by open_results_store; schema_version holds
+// one row with the version in force). Times are UTC text,
+// "YYYY-MM-DDTHH:MM:SS.mmmZ", so they sort as text in both databases.
+//
+//   schema_version(version INTEGER)
+//   runs(id, station TEXT, list TEXT, host TEXT, started TEXT,
+//        finished TEXT NULL, state TEXT)        state: running, done, incomplete
+//   phones(id, run_id -> runs, port TEXT, product_id TEXT, started TEXT,
+//        seconds REAL NULL, verdict TEXT NULL, reason TEXT)
+//                                              product_id: 80 hex digits or "unidentified"
+//                                              verdict: PASS, FAIL, REFUSED, or NULL while running
+//   steps(id, phone_id -> phones, idx INTEGER, name TEXT, command TEXT,
+//        answer TEXT, verdict TEXT, reason TEXT, started TEXT, seconds REAL,
+//        retries INTEGER)                      verdict: PASS or FAIL
+//
+// Errors are values: every call returns an empty string on success, or what
+// went wrong.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace station {
+
+struct RunRecord {
+	std::string station;  // the list's station name, or empty
+	std::string list;
+	std::string host;
+	std::string started;
+};
+
+struct PhoneRecord {
+	std::string port;
+	std::string product_id;  // "unidentified" when it could not be read
+	std::string started;
+};
+
+struct StepRecord {
+	int idx = 0;  // from 0, in list order
+	std::string name, command, answer, verdict, reason, started;
+	double seconds = 0;
+	int retries = 0;
+};
+
+class ResultsStore {
+public:
+	virtual ~ResultsStore() = default;
+	// A new run; marks runs left "running" by a station that died as
+	// "incomplete" first.
+	virtual std::string begin_run(const RunRecord &run, int64_t *run_id) = 0;
+	virtual std::string begin_phone(int64_t run_id, const PhoneRecord &phone, int64_t *phone_id) = 0;
+	virtual std::string add_step(int64_t phone_id, const StepRecord &step) = 0;
+	virtual std::string end_phone(int64_t phone_id, const std::string &verdict, const std::string &reason,
+	                              double seconds) = 0;
+	virtual std::string end_run(int64_t run_id, const std::string &finished) = 0;
+};
+
+// "postgresql://..." (or "postgres://...") opens a server; anything else is
+// an SQLite file. Creates or migrates the schema. Null with *error set when
+// the database cannot be opened or written.
+std::unique_ptr<ResultsStore> open_results_store(const std::string &where, std::string *error);
+
+}  // namespace station
