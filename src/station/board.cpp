@@ -156,4 +156,17 @@ bool set_board_value(const std::string &dir, const std::string &key, const std::
 	return ::rename(tmp.c_str(), path.c_str()) == 0;
 }
 
+bool give_product_id(const std::string &dir, const std::string &hex_id)
+{
+	// The factory GPIO device keeps what it is told in var/ftmgpio, one
+	// "key=value" a line; keys it is not given keep their defaults.
+	std::string path = dir + "/var/ftmgpio";
+	struct stat st{};
+	if (::stat(path.c_str(), &st) == 0)
+		return true;
+	std::ofstream out(path, std::ios::trunc);
+	out << "pid=" << hex_id << "\n";
+	return static_cast<bool>(out);
+}
+
 }  // namespace station

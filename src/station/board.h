@@ -20,4 +20,9 @@ std::string board_value(const std::string &dir, const std::string &key);
 // (decimal, 0x hexadecimal or 0 octal); fallback if absent or not a number.
 long board_number(const std::string &dir, const std::string &key, long fallback);
 
+// Gives a board that has never run a phone its product id (hex digits), as
+// the phone's factory would have; a board whose device state exists keeps
+// the id it holds. False if the state file cannot be written.
+bool give_product_id(const std::string &dir, const std::string &hex_id);
+
 }  // namespace station

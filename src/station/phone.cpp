@@ -12,6 +12,7 @@
 #include <pty.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <vector>
 
 #include "station/link.h"
 
@@ -98,6 +99,19 @@ bool Phone::start(const Options &options, std::string *error)
 	if (options_.usb_at_start)
 		attach_usb();
 
+	// Everything the child needs is made before the fork: a station forks
+	// phones from several threads, and the child may only make async-signal
+	// safe calls until it runs the daemon.
+	std::string board_env = "FTM_BOARD=" + options_.board_dir;
+	std::vector<char *> env;
+	for (char **e = environ; *e; ++e)
+		if (std::strncmp(*e, "FTM_BOARD=", 10) != 0)
+			env.push_back(*e);
+	env.push_back(board_env.data());
+	env.push_back(nullptr);
+	char name[] = "ftmd-sim";
+	char *argv[] = {name, nullptr};
+
 	pid_ = ::fork();
 	if (pid_ < 0) {
 		if (error)
@@ -112,10 +126,12 @@ bool Phone::start(const Options &options, std::string *error)
 			::dup2(out, 1);
 			::dup2(out, 2);
 		}
-		::setenv("FTM_BOARD", options_.board_dir.c_str(), 1);
-		::execl(options_.ftmd_path.c_str(), "ftmd-sim", static_cast<char *>(nullptr));
+		::execve(options_.ftmd_path.c_str(), argv, env.data());
 		::_exit(127);
 	}
+	// The daemon holds the wired port now; when it dies the station reads
+	// the hang-up, as when a cable comes out.
+	close_fd(wired_slave_);
 	::setpgid(pid_, pid_);
 	return true;
 }

@@ -1,107 +1,134 @@
 // ftm-station: the test station's side of ftmd.
 //
-//   ftm-station [CONNECTION] commands            the commands it knows by name
-//   ftm-station [CONNECTION] send NAME [ARGS]    one named command and its answer
-//   ftm-station [CONNECTION] raw TEXT            TEXT as is (C escapes \n \r \xNN)
-//   ftm-station [CONNECTION] run LIST [--junit FILE] [--json FILE]
-//   ftm-station --board DIR screen FILE.png      the simulated phone's screen
-//   ftm-station --board DIR key CODE             press a key of the simulated phone
-//   ftm-station --board DIR touch X Y            touch its panel
+//   ftm-station [PHONES] commands            the commands it knows by name
+//   ftm-station [PHONE] send NAME [ARGS]     one named command and its answer
+//   ftm-station [PHONE] raw TEXT             TEXT as is (C escapes \n \r \xNN)
+//   ftm-station [PHONES] run LIST [--junit PATH] [--json PATH]
+//   ftm-station --board DIR screen FILE.png  the simulated phone's screen
+//   ftm-station --board DIR key CODE         press a key of the simulated phone
+//   ftm-station --board DIR touch X Y        touch its panel
 //
-// CONNECTION: --port DEV [--baud N] for a phone on a serial line, or --sim
-// [--board DIR] [--set KEY=VALUE]... [--usb] to start a simulated phone.
+// PHONES: --port DEV [--baud N], repeated, for phones on serial lines, or
+// --sim [N] [--board DIR]... [--set [K:]KEY=VALUE]... [--usb] to start
+// simulated phones.
+#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
+#include <memory>
 #include <string>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
 
+#include "display.h"
+#include "phone_link.h"
 #include "report.h"
 #include "runner.h"
-#include "station/board.h"
 #include "station/commands.h"
 #include "station/exchange.h"
 #include "station/input.h"
 #include "station/link.h"
-#include "station/phone.h"
 #include "station/png.h"
 #include "station/screen.h"
-#include "station/serial.h"
 #include "testlist.h"
+#include "worker.h"
 
 namespace {
+
+using namespace ftm_station;
 
 constexpr int kPass = 0, kFail = 1, kUsage = 2;
 
 struct Options {
-	std::string port, board, junit, json, out;
-	unsigned baud = 115200;
-	bool sim = false, usb = false, color = true;
+	std::vector<std::string> ports, boards, settings;
+	std::vector<unsigned> bauds;
+	int sim = 0;
+	bool sim_given = false, usb = false, no_color = false;
 	int timeout_ms = 10000;
-	std::vector<std::pair<std::string, std::string>> settings;
-	std::vector<std::string> words;  // the verb and its arguments
+	std::vector<std::string> words;  // send NAME ARGS, raw TEXT
+	std::string out, list, junit, json, png;
+	int code = 0, x = 0, y = 0;
 };
 
-int usage()
+int say(const std::string &what, int code = kUsage)
 {
-	std::fputs("usage: ftm-station [--port DEV [--baud N] | --sim [--board DIR] [--set KEY=VALUE]... [--usb]]\n"
-	           "                   [--timeout MS] [--no-color] VERB ...\n"
-	           "  commands                  list the commands known by name\n"
-	           "  send NAME [ARGS] [--out FILE]  send one and show its answer (payload of a\n"
-	           "                            streamed answer to FILE)\n"
-	           "  raw TEXT                  send TEXT as is, with \\n \\r \\xNN escapes\n"
-	           "  run LIST [--junit FILE] [--json FILE]  run a test list; exit 0 if the phone passed\n"
-	           "  screen FILE.png           save the simulated phone's screen (--board DIR)\n"
-	           "  key CODE                  press a key of the simulated phone (--board DIR)\n"
-	           "  touch X Y                 touch the simulated phone's panel (--board DIR)\n",
-	           stderr);
-	return kUsage;
+	std::fprintf(stderr, "ftm-station: %s\n", what.c_str());
+	return code;
 }
 
-bool parse_args(int argc, char **argv, Options &o)
+// A board file value for phone k (from 1), or for every phone: "[K:]KEY=VALUE".
+bool apply_setting(const std::string &text, std::vector<LinkSpec> &phones, std::string *error)
 {
-	for (int i = 1; i < argc; ++i) {
-		std::string a = argv[i];
-		auto value = [&](std::string &into) {
-			if (i + 1 >= argc)
-				return false;
-			into = argv[++i];
-			return true;
-		};
-		std::string v;
-		std::string *text_option = a == "--port" ? &o.port : a == "--board" ? &o.board : a == "--junit" ? &o.junit
-		                         : a == "--json" ? &o.json : a == "--out" ? &o.out : nullptr;
-		if (text_option) {
-			if (!value(*text_option))
-				return false;
-		} else if (a == "--baud" || a == "--timeout") {
-			if (!value(v))
-				return false;
-			long n = std::strtol(v.c_str(), nullptr, 10);
-			if (n <= 0)
-				return false;
-			if (a == "--baud")
-				o.baud = static_cast<unsigned>(n);
-			else
-				o.timeout_ms = static_cast<int>(n);
-		} else if (a == "--set") {
-			if (!value(v) || v.find('=') == std::string::npos)
-				return false;
-			o.settings.emplace_back(v.substr(0, v.find('=')), v.substr(v.find('=') + 1));
-		} else if (a == "--sim") {
-			o.sim = true;
-		} else if (a == "--usb") {
-			o.usb = true;
-		} else if (a == "--no-color") {
-			o.color = false;
-		} else if (a.starts_with("--")) {
+	std::string s = text;
+	size_t colon = s.find(':'), eq = s.find('=');
+	size_t only = 0;
+	if (colon != std::string::npos && colon < eq && colon > 0 &&
+	    s.find_first_not_of("0123456789") == colon) {
+		only = std::stoul(s.substr(0, colon));
+		s = s.substr(colon + 1);
+		eq = s.find('=');
+		if (only < 1 || only > phones.size()) {
+			*error = "--set " + text + ": there is no simulated phone " + std::to_string(only);
 			return false;
-		} else {
-			o.words.push_back(a);
 		}
 	}
-	return !o.words.empty() && !(o.sim && !o.port.empty());
+	if (eq == std::string::npos || eq == 0) {
+		*error = "--set " + text + ": not KEY=VALUE";
+		return false;
+	}
+	for (size_t k = 0; k < phones.size(); ++k)
+		if (only == 0 || only == k + 1)
+			phones[k].settings.emplace_back(s.substr(0, eq), s.substr(eq + 1));
+	return true;
+}
+
+// The phones the options name, or empty with a reason.
+std::vector<LinkSpec> phones_of(const Options &o, const char *argv0, std::string *error)
+{
+	std::vector<LinkSpec> phones;
+	if (o.sim_given && !o.ports.empty()) {
+		*error = "--sim and --port exclude each other";
+		return {};
+	}
+	if (!o.ports.empty()) {
+		if (o.bauds.size() > 1 && o.bauds.size() != o.ports.size()) {
+			*error = "give one --baud for every --port, or one for all";
+			return {};
+		}
+		for (size_t i = 0; i < o.ports.size(); ++i) {
+			LinkSpec &p = phones.emplace_back();
+			p.port = p.device = o.ports[i];
+			if (!o.bauds.empty())
+				p.baud = o.bauds.size() == 1 ? o.bauds[0] : o.bauds[i];
+		}
+		return phones;
+	}
+	if (!o.bauds.empty()) {
+		*error = "--baud goes with --port";
+		return {};
+	}
+	if (!o.sim_given) {
+		*error = "no phone: give --port DEV or --sim";
+		return {};
+	}
+	size_t count = o.sim > 0 ? static_cast<size_t>(o.sim) : std::max<size_t>(1, o.boards.size());
+	if (!o.boards.empty() && o.boards.size() != count) {
+		*error = "--sim " + std::to_string(o.sim) + " needs as many --board folders, or none";
+		return {};
+	}
+	for (size_t k = 0; k < count; ++k) {
+		LinkSpec &p = phones.emplace_back();
+		p.sim = true;
+		p.port = "sim" + std::to_string(k + 1);
+		p.board = o.boards.empty() ? "" : o.boards[k];
+		p.ftmd_path = station::beside_self("ftmd-sim", argv0);
+		p.product_id = sim_product_id(k + 1);
+		p.usb = o.usb;
+	}
+	for (const std::string &s : o.settings)
+		if (!apply_setting(s, phones, error))
+			return {};
+	return phones;
 }
 
 // \n, \r, \t, \\ and \xNN in text typed on a command line.
@@ -129,75 +156,13 @@ std::string unescape(const std::string &s)
 	return out;
 }
 
-// The phone the verbs talk to: a serial line, or a simulated phone we start.
-class Connection {
-public:
-	~Connection()
-	{
-		phone_.stop();
-		if (fd_ >= 0)
-			::close(fd_);
-		if (temp_board_ && !board_.empty()) {
-			std::string cmd = "rm -rf '" + board_ + "'";
-			if (std::system(cmd.c_str()) != 0)
-				std::fprintf(stderr, "ftm-station: cannot remove %s\n", board_.c_str());
-		}
-	}
-
-	bool open(const Options &o, const char *argv0)
-	{
-		std::string error;
-		if (!o.port.empty()) {
-			fd_ = station::open_serial(o.port, o.baud, &error);
-			ports_.wired = fd_;
-			if (fd_ < 0)
-				return say(error);
-			return true;
-		}
-		if (!o.sim)
-			return say("no phone: give --port DEV or --sim");
-		board_ = o.board;
-		if (board_.empty()) {
-			const char *base = std::getenv("TMPDIR");
-			std::string templ = std::string(base && *base ? base : "/tmp") + "/ftm-station-XXXXXX";
-			if (!::mkdtemp(templ.data()))
-				return say("cannot make a board folder");
-			board_ = templ;
-			temp_board_ = true;
-		}
-		if (!station::init_board(board_, &error))
-			return say(error);
-		for (const auto &[k, v] : o.settings)
-			station::set_board_value(board_, k, v);
-		station::Phone::Options po;
-		po.board_dir = board_;
-		po.ftmd_path = station::beside_self("ftmd-sim", argv0);
-		if (!phone_.start(po, &error))
-			return say(error);
-		std::string hello = station::read_until_suffix(phone_.wired(), "FTMModeReady\n", 10000);
-		if (!hello.ends_with("FTMModeReady\n"))
-			return say("the simulated phone did not get ready: '" + ftm_station::printable(hello) + "'");
-		ports_ = {phone_.wired(), phone_.usb(), board_};
-		if (o.usb)
-			std::swap(ports_.wired, ports_.usb);
-		return true;
-	}
-
-	const ftm_station::Ports &ports() const { return ports_; }
-
-private:
-	static bool say(const std::string &what)
-	{
-		std::fprintf(stderr, "ftm-station: %s\n", what.c_str());
-		return false;
-	}
-
-	int fd_ = -1;
-	std::string board_;
-	bool temp_board_ = false;
-	station::Phone phone_;
-	ftm_station::Ports ports_;
-};
+std::string joined(const std::vector<std::string> &words)
+{
+	std::string s;
+	for (size_t i = 0; i < words.size(); ++i)
+		s += (i ? " " : "") + words[i];
+	return s;
+}
 
 int list_commands()
 {
@@ -212,16 +177,16 @@ void show_answer(const station::Exchange &x, const Options &o)
 {
 	std::string_view text = x.text;
 	if (x.payload_size && x.payload_at + *x.payload_size <= text.size()) {
-		std::printf("< %s\n", ftm_station::printable(text.substr(0, x.payload_at), 400).c_str());
+		std::printf("< %s\n", printable(text.substr(0, x.payload_at), 400).c_str());
 		std::printf("  [%zu bytes of payload%s]\n", *x.payload_size, o.out.empty() ? "" : (", saved to " + o.out).c_str());
 		if (!o.out.empty()) {
 			std::string error;
-			if (!ftm_station::write_file(o.out, std::string(text.substr(x.payload_at, *x.payload_size)), &error))
-				std::fprintf(stderr, "ftm-station: %s\n", error.c_str());
+			if (!write_file(o.out, std::string(text.substr(x.payload_at, *x.payload_size)), &error))
+				say(error);
 		}
 		text = text.substr(x.payload_at + *x.payload_size);
 	}
-	std::printf("< %s\n", ftm_station::printable(text, 4000).c_str());
+	std::printf("< %s\n", printable(text, 4000).c_str());
 	if (x.frame) {
 		const station::Answer &a = *x.frame;
 		std::printf("frame: class 0x%02X", a.req);
@@ -238,83 +203,124 @@ void show_answer(const station::Exchange &x, const Options &o)
 
 int send(const Options &o, const std::string &text, station::Reply reply, const char *argv0)
 {
-	Connection c;
-	if (!c.open(o, argv0))
-		return kUsage;
-	station::drain(c.ports().wired);
-	std::printf("> %s\n", ftm_station::printable(text).c_str());
-	bool tty = ::isatty(2);
+	std::string error;
+	std::vector<LinkSpec> phones = phones_of(o, argv0, &error);
+	if (phones.size() != 1)
+		return say(phones.empty() ? error : "send and raw talk to one phone");
+	PhoneLink link(phones[0]);
+	if (!link.open(&error))
+		return say(error);
+	int fd = link.ports().wired;
+	station::drain(fd);
+	std::printf("> %s\n", printable(text).c_str());
 	station::Progress progress;
-	if (tty)
+	if (::isatty(2))
 		progress = [](size_t got, size_t total) {
 			std::fprintf(stderr, "\r  %zu/%zu bytes (%zu%%)\033[K%s", got, total, total ? got * 100 / total : 100,
 			             got == total ? "\r\033[K" : "");
 		};
-	station::Exchange x = station::exchange(c.ports().wired, text, reply, o.timeout_ms, progress);
+	station::Exchange x = station::exchange(fd, text, reply, o.timeout_ms, progress);
 	show_answer(x, o);
 	return x.outcome == station::Outcome::answered && x.final == "OK" ? kPass : kFail;
 }
 
+// A phone's report file: PATH itself for one phone, else PATH/<port>.ext.
+std::string report_path(const std::string &path, const std::string &port, const char *ext, bool folder)
+{
+	if (!folder)
+		return path;
+	std::string name = port.starts_with("/dev/") ? port.substr(5) : port;
+	for (char &c : name)
+		if (c == '/')
+			c = '_';
+	return path + "/" + name + ext;
+}
+
+// Several phones, or a PATH that is a folder: one file a phone in it.
+bool report_folder(const std::string &path, size_t phones)
+{
+	struct stat st{};
+	bool is_dir = ::stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+	if (phones > 1 && !is_dir)
+		::mkdir(path.c_str(), 0777);
+	return phones > 1 || is_dir;
+}
+
+bool write_reports(const Options &o, const std::vector<RunResult> &results)
+{
+	bool ok = true;
+	std::string error;
+	for (auto [path, ext, form] : {std::tuple{o.junit, ".xml", &junit_xml}, std::tuple{o.json, ".json", &json_report}}) {
+		if (path.empty())
+			continue;
+		bool folder = report_folder(path, results.size());
+		for (const RunResult &r : results)
+			if (!write_file(report_path(path, r.port, ext, folder), form(r), &error)) {
+				say(error);
+				ok = false;
+			}
+	}
+	return ok;
+}
+
 int run(const Options &o, const char *argv0)
 {
-	if (o.words.size() != 2)
-		return usage();
 	std::string error;
-	auto list = ftm_station::load_test_list(o.words[1], &error);
-	if (!list) {
-		std::fprintf(stderr, "ftm-station: %s\n", error.c_str());
-		return kUsage;
+	auto list = load_test_list(o.list, &error);
+	if (!list)
+		return say(error);
+	std::vector<LinkSpec> specs = phones_of(o, argv0, &error);
+	if (specs.empty())
+		return say(error);
+	std::vector<std::unique_ptr<PhoneLink>> links;
+	std::vector<std::string> ports;
+	for (LinkSpec &s : specs) {
+		ports.push_back(s.port);
+		links.push_back(std::make_unique<PhoneLink>(std::move(s)));
 	}
-	Connection c;
-	if (!c.open(o, argv0))
-		return kUsage;
-	ftm_station::RunOptions ro;
-	ro.color = o.color && ::isatty(1);
-	ro.progress = ::isatty(2);
-	ftm_station::RunResult r = ftm_station::run_list(*list, c.ports(), ro);
-	bool written = true;
-	if (!o.junit.empty())
-		written &= ftm_station::write_file(o.junit, ftm_station::junit_xml(r), &error);
-	if (!o.json.empty())
-		written &= ftm_station::write_file(o.json, ftm_station::json_report(r), &error);
-	if (!written) {
-		std::fprintf(stderr, "ftm-station: %s\n", error.c_str());
-		return kUsage;
+	bool tty = ::isatty(1);
+	std::unique_ptr<PhoneEvents> view;
+	if (tty)
+		view = std::make_unique<LiveTable>(stdout, ports, list->steps.size(), !o.no_color);
+	else
+		view = std::make_unique<PlainLines>(stdout, ports, list->steps.size());
+	LineControl line;
+	std::vector<RunResult> results = test_phones(*list, links, line, *view);
+	if (auto *table = dynamic_cast<LiveTable *>(view.get()))
+		table->close();
+	size_t passed = 0, refused = 0;
+	for (const RunResult &r : results) {
+		passed += r.passed();
+		refused += r.verdict == Verdict::refused;
+		if (tty)
+			std::printf("%s: %s\n", r.port.c_str(), summary_line(r).c_str());
 	}
-	return r.passed() ? kPass : kFail;
+	if (results.size() > 1)
+		std::printf("%zu phones: %zu passed, %zu failed, %zu refused\n", results.size(), passed,
+		            results.size() - passed - refused, refused);
+	if (!write_reports(o, results))
+		return kUsage;
+	return passed == results.size() ? kPass : kFail;
 }
 
 int screen(const Options &o)
 {
 	std::string error;
-	auto img = station::read_screen(o.board, &error);
-	if (!img || !station::write_png(o.words[1], *img, &error)) {
-		std::fprintf(stderr, "ftm-station: %s\n", error.c_str());
-		return kFail;
-	}
-	std::printf("%dx%d screen saved to %s\n", img->width, img->height, o.words[1].c_str());
+	auto img = station::read_screen(o.boards[0], &error);
+	if (!img || !station::write_png(o.png, *img, &error))
+		return say(error, kFail);
+	std::printf("%dx%d screen saved to %s\n", img->width, img->height, o.png.c_str());
 	return kPass;
 }
 
-int input(const Options &o)
+int input(const Options &o, bool key)
 {
-	bool key = o.words[0] == "key";
 	int device = key ? 0 : 1;  // keypad, touch panel
-	auto events = key ? std::vector<station::InputEvent>{{station::EV_KEY_TYPE,
-	                                                     static_cast<uint16_t>(std::atoi(o.words[1].c_str())), 1}}
-	                  : station::touch_events(std::atoi(o.words[1].c_str()), std::atoi(o.words[2].c_str()));
-	if (station::send_events(o.board, device, events))
+	auto events = key ? std::vector<station::InputEvent>{{station::EV_KEY_TYPE, static_cast<uint16_t>(o.code), 1}}
+	                  : station::touch_events(o.x, o.y);
+	if (station::send_events(o.boards[0], device, events))
 		return kPass;
-	std::fprintf(stderr, "ftm-station: %s/dev/input/event%d: no phone reads it\n", o.board.c_str(), device);
-	return kFail;
-}
-
-std::string joined(const std::vector<std::string> &words, size_t from)
-{
-	std::string s;
-	for (size_t i = from; i < words.size(); ++i)
-		s += (i > from ? " " : "") + words[i];
-	return s;
+	return say(o.boards[0] + "/dev/input/event" + std::to_string(device) + ": no phone reads it", kFail);
 }
 
 }  // namespace
@@ -322,37 +328,66 @@ std::string joined(const std::vector<std::string> &words, size_t from)
 int main(int argc, char **argv)
 {
 	Options o;
-	if (!parse_args(argc, argv, o))
-		return usage();
-	const std::string &verb = o.words[0];
-	if (verb == "commands")
+	CLI::App app{"ftm-station: the test station's side of ftmd", "ftm-station"};
+	app.fallthrough();
+	app.require_subcommand(1);
+	app.add_option("--port", o.ports, "a phone on this serial line (repeat for several)");
+	app.add_option("--baud", o.bauds, "its rate: one for every --port, or one for all (default 115200)")
+	    ->check(CLI::PositiveNumber);
+	auto *sim = app.add_option("--sim", o.sim, "start N simulated phones (default 1), each on its own board")
+	                ->expected(0, 1)
+	                ->check(CLI::Range(1, 64));
+	app.add_option("--board", o.boards, "a simulated phone's board folder (one per phone)");
+	app.add_option("--set", o.settings, "[K:]KEY=VALUE: a board file value for every simulated phone, or phone K");
+	app.add_flag("--usb", o.usb, "talk to the simulated phone on its USB port");
+	app.add_option("--timeout", o.timeout_ms, "ms to wait for the answer of send and raw")->check(CLI::PositiveNumber);
+	app.add_flag("--no-color", o.no_color, "no colours on a terminal");
+
+	auto *commands = app.add_subcommand("commands", "list the commands known by name");
+	auto *send_cmd = app.add_subcommand("send", "send one named command and show its answer");
+	send_cmd->add_option("NAME", o.words, "the command's name and arguments")->required();
+	send_cmd->add_option("--out", o.out, "where the payload of a streamed answer goes");
+	auto *raw = app.add_subcommand("raw", "send text as is, with \\n \\r \\xNN escapes");
+	raw->add_option("TEXT", o.words, "what to send")->required();
+	auto *run_cmd = app.add_subcommand("run", "run a test list on every phone; exit 0 if every phone passed");
+	run_cmd->add_option("LIST", o.list, "the test list (YAML)")->required();
+	run_cmd->add_option("--junit", o.junit, "JUnit XML: a file for one phone, else a folder of one file a phone");
+	run_cmd->add_option("--json", o.json, "JSON: a file for one phone, else a folder of one file a phone");
+	auto *screen_cmd = app.add_subcommand("screen", "save the simulated phone's screen (--board DIR)");
+	screen_cmd->add_option("FILE", o.png, "the PNG to write")->required();
+	auto *key = app.add_subcommand("key", "press a key of the simulated phone (--board DIR)");
+	key->add_option("CODE", o.code, "the key code")->required()->check(CLI::Range(0, 65535));
+	auto *touch = app.add_subcommand("touch", "touch the simulated phone's panel (--board DIR)");
+	touch->add_option("X", o.x, "column")->required();
+	touch->add_option("Y", o.y, "row")->required();
+	try {
+		app.parse(argc, argv);
+	} catch (const CLI::ParseError &e) {
+		return app.exit(e) == 0 ? kPass : kUsage;
+	}
+	o.sim_given = sim->count() > 0;
+
+	if (commands->parsed())
 		return list_commands();
-	if (verb == "send" && o.words.size() >= 2) {
+	if (send_cmd->parsed()) {
 		std::string error;
-		auto req = station::build_request(joined(o.words, 1), &error);
-		if (!req) {
-			std::fprintf(stderr, "ftm-station: %s\n", error.c_str());
-			return kUsage;
-		}
+		auto req = station::build_request(joined(o.words), &error);
+		if (!req)
+			return say(error);
 		return send(o, req->text, req->reply, argv[0]);
 	}
-	if (verb == "raw" && o.words.size() >= 2) {
-		std::string text = unescape(joined(o.words, 1));
+	if (raw->parsed()) {
+		std::string text = unescape(joined(o.words));
 		if (!text.ends_with('\n'))
 			text += '\n';
 		bool stream = text.starts_with("AT+DUMPLOG\n") || text.starts_with("AT+DSCR");
 		return send(o, text, stream ? station::Reply::stream : station::Reply::final_line, argv[0]);
 	}
-	if (verb == "run")
+	if (run_cmd->parsed())
 		return run(o, argv[0]);
-	bool board_verb = (verb == "screen" && o.words.size() == 2) || (verb == "key" && o.words.size() == 2) ||
-	                  (verb == "touch" && o.words.size() == 3);
-	if (board_verb) {
-		if (o.board.empty()) {
-			std::fprintf(stderr, "ftm-station: %s needs --board DIR of a running simulated phone\n", verb.c_str());
-			return kUsage;
-		}
-		return verb == "screen" ? screen(o) : input(o);
-	}
-	return usage();
+	if (o.boards.size() != 1)
+		return say(app.get_subcommands().front()->get_name() + " needs --board DIR of a running simulated phone");
+	if (screen_cmd->parsed())
+		return screen(o);
+	return input(o, key->parsed());
 }

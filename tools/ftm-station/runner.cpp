@@ -1,6 +1,7 @@
 #include "runner.h"
 
 #include <chrono>
+#include <cstdio>
 #include <ctime>
 #include <regex>
 #include <thread>
@@ -18,16 +19,8 @@ using namespace std::chrono_literals;
 // Pause between a command that must get no answer and the probe that
 // proves it, so the daemon reads them as two commands.
 constexpr auto kProbeGap = 100ms;
-
-std::string utc_now()
-{
-	std::time_t t = std::time(nullptr);
-	std::tm tm{};
-	::gmtime_r(&t, &tm);
-	char buf[32];
-	std::strftime(buf, sizeof buf, "%Y-%m-%dT%H:%M:%SZ", &tm);
-	return buf;
-}
+// How long a phone that let a step time out has to answer a plain AT.
+constexpr int kAliveProbeMs = 2000;
 
 bool fail(std::string *reason, std::string why)
 {
@@ -48,21 +41,13 @@ station::Exchange ask(int fd, const Step &step, const RunOptions &options)
 {
 	if (step.expect_none)
 		return probe_silence(fd, step);
-	station::Progress progress;
-	if (options.progress)
-		progress = [&](size_t got, size_t total) {
-			std::fprintf(stderr, "\r  %s: %zu/%zu bytes (%zu%%)\033[K", step.name.c_str(), got, total,
-			             total ? got * 100 / total : 100);
-			if (got == total)
-				std::fprintf(stderr, "\r\033[K");
-		};
 	if (step.then_send.empty())
-		return station::exchange(fd, step.text, step.reply, step.timeout_ms, progress);
+		return station::exchange(fd, step.text, step.reply, step.timeout_ms, options.progress);
 	// The command hands the port over (a bridge, a shell): the follow-up ends it.
 	if (!station::write_all(fd, step.text))
 		return station::Exchange{station::Outcome::write_failed};
 	std::this_thread::sleep_for(std::chrono::milliseconds(step.then_after_ms));
-	return station::exchange(fd, step.then_send, step.reply, step.timeout_ms, progress);
+	return station::exchange(fd, step.then_send, step.reply, step.timeout_ms, options.progress);
 }
 
 StepResult run_step(const Step &step, const Ports &ports, const RunOptions &options)
@@ -86,13 +71,16 @@ StepResult run_step(const Step &step, const Ports &ports, const RunOptions &opti
 	}
 	while (r.attempts <= step.retries) {
 		++r.attempts;
+		r.started = utc_now();
 		station::drain(fd);  // a late answer of an earlier step is not ours
 		auto start = std::chrono::steady_clock::now();
 		station::Exchange x = ask(fd, step, options);
 		r.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 		if (!step.then_send.empty())
 			station::read_for(fd, step.then_after_ms, 50);  // what the handed-over port still says
-		r.answer = x.text;
+		r.answer = x.without_payload();
+		r.payload = x.text.size() - r.answer.size();
+		r.outcome = x.outcome;
 		r.reason.clear();
 		r.pass = judge(step, x, &r.reason);
 		if (r.pass || x.outcome == station::Outcome::closed)
@@ -101,19 +89,18 @@ StepResult run_step(const Step &step, const Ports &ports, const RunOptions &opti
 	return r;
 }
 
-void print_step(const RunOptions &o, size_t index, size_t count, const StepResult &r)
+// Why a phone can take no further step, or empty while it can.
+std::string gone(const StepResult &r, const Ports &ports)
 {
-	const char *verdict = r.pass ? "PASS" : "FAIL";
-	const char *on = o.color ? (r.pass ? "\033[32m" : "\033[1;31m") : "";
-	const char *off = o.color ? "\033[0m" : "";
-	std::fprintf(o.out, "[%3zu/%zu] %s%s%s %8.3f s  %s", index, count, on, verdict, off, r.seconds,
-	             r.step->name.c_str());
-	if (r.attempts > 1)
-		std::fprintf(o.out, " (%d tries)", r.attempts);
-	if (!r.pass)
-		std::fprintf(o.out, "  line %d: %s", r.step->line, r.reason.c_str());
-	std::fputc('\n', o.out);
-	std::fflush(o.out);
+	if (r.outcome == station::Outcome::closed || r.outcome == station::Outcome::write_failed)
+		return "the phone is gone (its port closed) at '" + r.step->name + "'";
+	if (r.outcome != station::Outcome::timeout || !r.answer.empty())
+		return {};
+	int fd = r.step->usb ? ports.usb : ports.wired;
+	station::Exchange probe = station::exchange(fd, "AT\n", station::Reply::final_line, kAliveProbeMs);
+	if (probe.text.empty())
+		return "the phone stopped answering at '" + r.step->name + "'";
+	return {};
 }
 
 }  // namespace
@@ -188,6 +175,29 @@ bool judge(const Step &step, const station::Exchange &x, std::string *reason)
 	return true;
 }
 
+const char *verdict_name(Verdict v)
+{
+	switch (v) {
+	case Verdict::pass: return "PASS";
+	case Verdict::fail: return "FAIL";
+	case Verdict::refused: return "REFUSED";
+	}
+	return "?";
+}
+
+std::string utc_now()
+{
+	auto now = std::chrono::system_clock::now();
+	std::time_t t = std::chrono::system_clock::to_time_t(now);
+	auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count() % 1000;
+	std::tm tm{};
+	::gmtime_r(&t, &tm);
+	char buf[40];
+	size_t n = std::strftime(buf, sizeof buf, "%Y-%m-%dT%H:%M:%S", &tm);
+	std::snprintf(buf + n, sizeof buf - n, ".%03dZ", static_cast<int>(ms));
+	return buf;
+}
+
 RunResult run_list(const TestList &list, const Ports &ports, const RunOptions &options)
 {
 	RunResult run;
@@ -195,17 +205,34 @@ RunResult run_list(const TestList &list, const Ports &ports, const RunOptions &o
 	run.started = utc_now();
 	auto start = std::chrono::steady_clock::now();
 	for (size_t i = 0; i < list.steps.size(); ++i) {
-		run.steps.push_back(run_step(list.steps[i], ports, options));
-		if (!run.steps.back().pass)
+		if (options.stop && options.stop->load()) {
+			run.not_run = list.steps.size() - i;
+			run.reason = "the station stopped before '" + list.steps[i].name + "'";
+			break;
+		}
+		if (options.started)
+			options.started(i, list.steps[i]);
+		StepResult &r = run.steps.emplace_back(run_step(list.steps[i], ports, options));
+		if (!r.pass) {
 			++run.failed;
-		print_step(options, i + 1, list.steps.size(), run.steps.back());
+			if (run.reason.empty())
+				run.reason = "'" + r.step->name + "': " + r.reason;
+		}
+		if (options.done)
+			options.done(i, r);
+		std::string why = r.pass ? std::string() : gone(r, ports);
+		if (!why.empty()) {
+			run.gone = true;
+			run.not_run = list.steps.size() - i - 1;
+			if (run.not_run)
+				run.reason = why + "; " + std::to_string(run.not_run) + " steps not run";
+			break;
+		}
 	}
 	run.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-	const char *on = options.color ? (run.passed() ? "\033[1;32m" : "\033[1;31m") : "";
-	const char *off = options.color ? "\033[0m" : "";
-	std::fprintf(options.out, "%zu steps: %zu passed, %d failed in %.2f s: %sphone %s%s\n", run.steps.size(),
-	             run.steps.size() - static_cast<size_t>(run.failed), run.failed, run.seconds, on,
-	             run.passed() ? "PASSED" : "FAILED", off);
+	run.verdict = run.failed == 0 && run.not_run == 0 && !run.steps.empty() ? Verdict::pass : Verdict::fail;
+	if (run.verdict == Verdict::pass)
+		run.reason.clear();
 	return run;
 }
 

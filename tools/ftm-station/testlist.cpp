@@ -150,13 +150,43 @@ Step parse_step(const YAML::Node &n, const Step &defaults)
 	return s;
 }
 
+// Bytes of the test flag area (AT+RTF reads 64).
+constexpr int kFlagBytes = 64;
+
+StationSpec parse_station(const YAML::Node &n)
+{
+	if (!n.IsMap())
+		bad(n, "station must be a map: {name: RF, flag_byte: 3, requires: [0, 1, 2]}");
+	check_fields(n, std::array<std::string_view, 3>{"name", "flag_byte", "requires"}, "station");
+	if (!n["name"] || !n["flag_byte"])
+		bad(n, "station needs name and flag_byte");
+	StationSpec st;
+	st.name = text(n["name"], "station name");
+	st.flag_byte = number(n["flag_byte"], "flag_byte", 0, kFlagBytes - 1);
+	if (const YAML::Node r = n["requires"]) {
+		if (!r.IsSequence())
+			bad(r, "requires must be a list of flag bytes");
+		for (const auto &b : r) {
+			int v = number(b, "a required flag byte", 0, kFlagBytes - 1);
+			if (v == st.flag_byte)
+				bad(b, "a station cannot require its own flag byte " + std::to_string(v));
+			if (std::find(st.required.begin(), st.required.end(), v) != st.required.end())
+				bad(b, "flag byte " + std::to_string(v) + " is required twice");
+			st.required.push_back(v);
+		}
+	}
+	return st;
+}
+
 TestList parse(const YAML::Node &root, const std::string &file)
 {
 	if (!root.IsMap())
 		bad(root, "a test list is a map with name and steps");
-	check_fields(root, std::array<std::string_view, 3>{"name", "defaults", "steps"}, "the list");
+	check_fields(root, std::array<std::string_view, 4>{"name", "station", "defaults", "steps"}, "the list");
 	TestList list;
 	list.name = root["name"] ? text(root["name"], "name") : file;
+	if (root["station"])
+		list.station = parse_station(root["station"]);
 	Step defaults;
 	if (const YAML::Node d = root["defaults"]) {
 		if (!d.IsMap())

@@ -1,6 +1,10 @@
 // A test list: the steps a station runs against a phone, read from YAML.
 //
 //   name: spine                 # the list's name in reports
+//   station: {name: RF, flag_byte: 3, requires: [0, 1, 2]}
+//                               # optional: the station this list is, its
+//                               #   byte of the test flag area, and the
+//                               #   stations a phone must have passed first
 //   defaults:                   # optional; each step may override them
 //     timeout: 5000             # ms to wait for a whole answer
 //     retries: 0                # further tries after a FAIL
@@ -49,8 +53,17 @@ struct Step {
 	int then_after_ms = 500;
 };
 
+// Where a list stands in the line: its byte of the phone's test flag area,
+// and the bytes of the stations before it.
+struct StationSpec {
+	std::string name;
+	int flag_byte = 0;
+	std::vector<int> required;  // the list's "requires"
+};
+
 struct TestList {
 	std::string name;
+	std::optional<StationSpec> station;
 	std::vector<Step> steps;
 };
 
