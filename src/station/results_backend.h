@@ -17,6 +17,10 @@ std::span<const std::string_view> migrations();
 // The migration text with "{id}" replaced.
 std::string migration_text(std::string_view sql, std::string_view id_column);
 
+// Text as both databases keep it: valid UTF-8 as is; a NUL or a byte that is
+// not part of valid UTF-8 becomes "\xNN".
+std::string stored_text(std::string_view text);
+
 // Parameters are numbered $1.. ; SQLite reads them as such too.
 inline constexpr std::string_view kMarkIncomplete =
 	"UPDATE runs SET state = 'incomplete' WHERE state = 'running' AND host = $1 AND station = $2";

@@ -2,6 +2,8 @@
 // so a station killed at any moment keeps all it had committed.
 #include <sqlite3.h>
 
+#include <mutex>
+
 #include "station/results_backend.h"
 
 namespace station::results_sql {
@@ -23,8 +25,8 @@ struct Value {
 	std::string text;
 	int64_t i = 0;
 	double r = 0;
-	Value(std::string s) : kind(kText), text(std::move(s)) {}
-	Value(const char *s) : kind(kText), text(s) {}
+	Value(const std::string &s) : kind(kText), text(stored_text(s)) {}
+	Value(const char *s) : kind(kText), text(stored_text(s)) {}
 	Value(int64_t v) : kind(kInt), i(v) {}
 	Value(int v) : kind(kInt), i(v) {}
 	Value(double v) : kind(kReal), r(v) {}
@@ -47,6 +49,7 @@ public:
 
 	std::string begin_run(const RunRecord &run, int64_t *run_id) override
 	{
+		std::lock_guard lock(mutex_);
 		return transaction([&] {
 			if (auto e = run_statement(kMarkIncomplete, {run.host, run.station}); !e.empty())
 				return e;
@@ -55,25 +58,30 @@ public:
 	}
 	std::string begin_phone(int64_t run_id, const PhoneRecord &phone, int64_t *phone_id) override
 	{
+		std::lock_guard lock(mutex_);
 		return run_statement(kInsertPhone, {run_id, phone.port, phone.product_id, phone.started}, phone_id);
 	}
 	std::string add_step(int64_t phone_id, const StepRecord &s) override
 	{
+		std::lock_guard lock(mutex_);
 		return run_statement(kInsertStep, {phone_id, s.idx, s.name, s.command, s.answer, s.verdict, s.reason,
 		                                   s.started, s.seconds, s.retries});
 	}
 	std::string end_phone(int64_t phone_id, const std::string &verdict, const std::string &reason,
 	                      double seconds) override
 	{
+		std::lock_guard lock(mutex_);
 		return run_statement(kEndPhone, {phone_id, verdict, reason, seconds});
 	}
 	std::string end_run(int64_t run_id, const std::string &finished) override
 	{
+		std::lock_guard lock(mutex_);
 		return run_statement(kEndRun, {run_id, finished});
 	}
 
 	std::string read_phones(const ResultsQuery &q, std::vector<PhoneResult> *phones) override
 	{
+		std::lock_guard lock(mutex_);
 		phones->clear();
 		return query(kSelectPhones, {q.from, q.to, q.station, q.list}, [&](sqlite3_stmt *s) {
 			PhoneResult p;
@@ -88,6 +96,7 @@ public:
 	}
 	std::string read_steps(int64_t phone_id, std::vector<StepRecord> *steps) override
 	{
+		std::lock_guard lock(mutex_);
 		steps->clear();
 		return query(kSelectSteps, {phone_id}, [&](sqlite3_stmt *s) {
 			StepRecord r;
@@ -101,6 +110,7 @@ public:
 	}
 	std::string read_run_state(int64_t run_id, std::string *state) override
 	{
+		std::lock_guard lock(mutex_);
 		state->clear();
 		std::string e = query(kSelectRunState, {run_id}, [&](sqlite3_stmt *s) { *state = text(s, 0); });
 		if (e.empty() && state->empty())
@@ -211,6 +221,7 @@ private:
 		});
 	}
 
+	std::mutex mutex_;  // the workers of a station share one store
 	Db db_;
 	std::string path_;
 };

@@ -46,6 +46,37 @@ std::string migration_text(std::string_view sql, std::string_view id_column)
 	return out;
 }
 
+std::string stored_text(std::string_view text)
+{
+	std::string out;
+	out.reserve(text.size());
+	auto byte = [&](size_t i) { return static_cast<unsigned char>(text[i]); };
+	auto continuation = [&](size_t i) { return i < text.size() && (byte(i) & 0xC0) == 0x80; };
+	for (size_t i = 0; i < text.size();) {
+		unsigned char c = byte(i);
+		// Length of a well-formed sequence starting here, or 0.
+		size_t n = c >= 0x01 && c < 0x80 ? 1
+		         : c >= 0xC2 && c <= 0xDF && continuation(i + 1) ? 2
+		         : c >= 0xE0 && c <= 0xEF && continuation(i + 1) && continuation(i + 2) &&
+		                   !(c == 0xE0 && byte(i + 1) < 0xA0) && !(c == 0xED && byte(i + 1) >= 0xA0)
+		             ? 3
+		         : c >= 0xF0 && c <= 0xF4 && continuation(i + 1) && continuation(i + 2) && continuation(i + 3) &&
+		                   !(c == 0xF0 && byte(i + 1) < 0x90) && !(c == 0xF4 && byte(i + 1) >= 0x90)
+		             ? 4
+		             : 0;
+		if (n == 0) {
+			char hex[8];
+			std::snprintf(hex, sizeof hex, "\\x%02X", c);
+			out += hex;
+			++i;
+		} else {
+			out.append(text.substr(i, n));
+			i += n;
+		}
+	}
+	return out;
+}
+
 }  // namespace results_sql
 
 std::string results_time(std::chrono::system_clock::time_point t)

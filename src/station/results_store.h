@@ -18,7 +18,11 @@
 //        retries INTEGER)                      verdict: PASS or FAIL
 //
 // Errors are values: every call returns an empty string on success, or what
-// went wrong.
+// went wrong. A store may be shared by threads (calls take turns); each call
+// is one transaction, committed when it returns.
+//
+// "This station" for begin_run is the same host and station name: a line runs
+// one station process per station on a PC.
 #pragma once
 
 #include <chrono>

@@ -16,6 +16,7 @@
 
 #include "station/results_backend.h"
 #include "station/results_store.h"
+#include "support/pg_server.h"
 
 namespace {
 
@@ -46,20 +47,28 @@ std::unique_ptr<ResultsStore> open_ok(const std::string &where)
 	return store;
 }
 
-// Text a station really stores: quotes, line ends, bytes of every value but 0.
-std::string awkward_answer()
+// Text a station really stores: quotes, line ends, UTF-8, bytes of every
+// value; and how both databases keep it.
+std::string awkward_answer(bool stored)
 {
-	std::string s = "FORMAT='x' \"y\"\r\n; DROP TABLE steps; --\n";
-	for (int i = 1; i < 256; ++i)
-		s += static_cast<char>(i);
-	return s + "\nOK\n";
+	std::string s = "FORMAT='x' \"y\"\r\n; DROP TABLE steps; --\n caf\xC3\xA9 \xE2\x86\x92 \xF0\x9F\x93\xB1";
+	for (int i = 0; i < 256; ++i) {
+		if (stored && (i == 0 || i >= 0x80)) {
+			char hex[8];
+			std::snprintf(hex, sizeof hex, "\\x%02X", i);
+			s += hex;
+		} else {
+			s += static_cast<char>(i);
+		}
+	}
+	return s + (stored ? "\\xED\\xA0\\x80" : "\xED\xA0\x80") + "\nOK\n";  // a UTF-16 surrogate is no UTF-8
 }
 
-std::vector<StepRecord> sample_steps()
+std::vector<StepRecord> sample_steps(bool stored = false)
 {
 	return {
 		{0, "lcd red", "AT+LCD=RED\n", "OK\n", "PASS", "", "2026-11-23T10:00:00.100Z", 0.25, 0},
-		{1, "camera", "AT*TAPP=...\n", awkward_answer(), "FAIL", "expected 'OK\\n'", "2026-11-23T10:00:00.400Z",
+		{1, "camera", "AT*TAPP=...\n", awkward_answer(stored), "FAIL", "expected 'OK\\n'", "2026-11-23T10:00:00.400Z",
 		 1.5, 2},
 		{2, "vibrator", "AT+VIB=1\n", "ERROR\n", "FAIL", "answer was ERROR", "2026-11-23T10:00:02.000Z", 0.125, 0},
 	};
@@ -111,7 +120,7 @@ void round_trip(const std::string &where)
 	EXPECT_EQ(state, "done");
 	std::vector<StepRecord> got;
 	ASSERT_EQ(store->read_steps(bad, &got), "");
-	expect_same_steps(got, steps);
+	expect_same_steps(got, sample_steps(true));
 	ASSERT_EQ(store->read_steps(good, &got), "");
 	expect_same_steps(got, {steps[0]});
 
@@ -201,6 +210,62 @@ void marks_incomplete(const std::string &where)
 		ASSERT_EQ(store->read_run_state(run, &got), "");
 		EXPECT_EQ(got, state) << "run " << run;
 	}
+}
+
+// A station writing steps is killed with SIGKILL at a random moment; every
+// step it had seen committed is there, and its run is marked incomplete when
+// it starts again.
+void kill_loses_nothing(const std::string &path)
+{
+	int fds[2];
+	ASSERT_EQ(::pipe(fds), 0);
+	pid_t child = ::fork();
+	ASSERT_GE(child, 0);
+	if (child == 0) {
+		::close(fds[0]);
+		std::string error;
+		auto store = open_results_store(path, &error);
+		int64_t run = 0, phone = 0;
+		if (!store || !store->begin_run({"RF", "full", "pc-1", "2026-11-23T10:00:00.000Z"}, &run).empty() ||
+		    !store->begin_phone(run, {"sim0", "unidentified", "2026-11-23T10:00:00.000Z"}, &phone).empty())
+			::_exit(2);
+		for (int i = 0;; ++i) {
+			StepRecord s{i, "step " + std::to_string(i), "AT\n", "OK\n", "PASS", "", "2026-11-23T10:00:01.000Z", 0.01, 0};
+			if (!store->add_step(phone, s).empty())
+				::_exit(3);
+			// Shown as done only once committed.
+			if (::write(fds[1], &i, sizeof i) != sizeof i)
+				::_exit(4);
+		}
+	}
+	::close(fds[1]);
+	int last = -1, i = 0;
+	while (last < 50 && ::read(fds[0], &i, sizeof i) == sizeof i)
+		last = i;
+	::kill(child, SIGKILL);
+	int status = 0;
+	::waitpid(child, &status, 0);
+	// What the child showed before it died, up to the kill.
+	while (::read(fds[0], &i, sizeof i) == sizeof i)
+		last = i;
+	::close(fds[0]);
+	ASSERT_TRUE(WIFSIGNALED(status)) << "child ended with " << status;
+	ASSERT_GE(last, 50);
+
+	auto store = open_ok(path);
+	ASSERT_TRUE(store);
+	std::vector<StepRecord> steps;
+	ASSERT_EQ(store->read_steps(1, &steps), "");
+	ASSERT_GE(steps.size(), static_cast<size_t>(last + 1));
+	for (size_t k = 0; k < steps.size(); ++k)
+		EXPECT_EQ(steps[k].idx, static_cast<int>(k));
+	std::string state;
+	ASSERT_EQ(store->read_run_state(1, &state), "");
+	EXPECT_EQ(state, "running");
+	int64_t next = 0;
+	ASSERT_EQ(store->begin_run({"RF", "full", "pc-1", "2026-11-23T10:05:00.000Z"}, &next), "");
+	ASSERT_EQ(store->read_run_state(1, &state), "");
+	EXPECT_EQ(state, "incomplete");
 }
 
 TEST(ResultsStoreSqlite, RoundTrip)
@@ -315,62 +380,10 @@ TEST(ResultsStoreSqlite, DatabasesThatCannotBeOpenedOrWrittenAreClearErrors)
 	}
 }
 
-// A station writing steps is killed with SIGKILL at a random moment; every
-// step it had seen committed is there, and its run is marked incomplete when
-// it starts again.
 TEST(ResultsStoreSqlite, KillLosesNothingCommitted)
 {
 	TempDir dir;
-	std::string path = (dir.path / "results.db").string();
-	int fds[2];
-	ASSERT_EQ(::pipe(fds), 0);
-	pid_t child = ::fork();
-	ASSERT_GE(child, 0);
-	if (child == 0) {
-		::close(fds[0]);
-		std::string error;
-		auto store = open_results_store(path, &error);
-		int64_t run = 0, phone = 0;
-		if (!store || !store->begin_run({"RF", "full", "pc-1", "2026-11-23T10:00:00.000Z"}, &run).empty() ||
-		    !store->begin_phone(run, {"sim0", "unidentified", "2026-11-23T10:00:00.000Z"}, &phone).empty())
-			::_exit(2);
-		for (int i = 0;; ++i) {
-			StepRecord s{i, "step " + std::to_string(i), "AT\n", "OK\n", "PASS", "", "2026-11-23T10:00:01.000Z", 0.01, 0};
-			if (!store->add_step(phone, s).empty())
-				::_exit(3);
-			// Shown as done only once committed.
-			if (::write(fds[1], &i, sizeof i) != sizeof i)
-				::_exit(4);
-		}
-	}
-	::close(fds[1]);
-	int last = -1, i = 0;
-	while (last < 50 && ::read(fds[0], &i, sizeof i) == sizeof i)
-		last = i;
-	::kill(child, SIGKILL);
-	int status = 0;
-	::waitpid(child, &status, 0);
-	// What the child showed before it died, up to the kill.
-	while (::read(fds[0], &i, sizeof i) == sizeof i)
-		last = i;
-	::close(fds[0]);
-	ASSERT_TRUE(WIFSIGNALED(status)) << "child ended with " << status;
-	ASSERT_GE(last, 50);
-
-	auto store = open_ok(path);
-	ASSERT_TRUE(store);
-	std::vector<StepRecord> steps;
-	ASSERT_EQ(store->read_steps(1, &steps), "");
-	ASSERT_GE(steps.size(), static_cast<size_t>(last + 1));
-	for (size_t k = 0; k < steps.size(); ++k)
-		EXPECT_EQ(steps[k].idx, static_cast<int>(k));
-	std::string state;
-	ASSERT_EQ(store->read_run_state(1, &state), "");
-	EXPECT_EQ(state, "running");
-	int64_t next = 0;
-	ASSERT_EQ(store->begin_run({"RF", "full", "pc-1", "2026-11-23T10:05:00.000Z"}, &next), "");
-	ASSERT_EQ(store->read_run_state(1, &state), "");
-	EXPECT_EQ(state, "incomplete");
+	kill_loses_nothing((dir.path / "results.db").string());
 }
 
 TEST(ResultsStore, TimesSortAsText)
@@ -380,6 +393,130 @@ TEST(ResultsStore, TimesSortAsText)
 	EXPECT_EQ(results_time(t), "2026-11-23T10:00:00.123Z");
 	EXPECT_EQ(results_time(t + milliseconds(877)), "2026-11-23T10:00:01.000Z");
 	EXPECT_LT(results_time(t), results_time(t + hours(24 * 40)));
+}
+
+// One server for the PostgreSQL cases, a fresh database for each.
+class ResultsStorePg : public ::testing::Test {
+protected:
+	static void SetUpTestSuite() { server_ = new testing_support::PgServer(); }
+	static void TearDownTestSuite()
+	{
+		delete server_;
+		server_ = nullptr;
+	}
+	void SetUp() override { FTM_REQUIRE_PG(*server_); }
+	std::string fresh_database()
+	{
+		std::string name = ::testing::UnitTest::GetInstance()->current_test_info()->name();
+		std::string where = server_->create_database("t_" + name);
+		EXPECT_EQ(server_->error(), "");
+		return where;
+	}
+	static testing_support::PgServer *server_;
+};
+testing_support::PgServer *ResultsStorePg::server_ = nullptr;
+
+TEST_F(ResultsStorePg, RoundTrip)
+{
+	round_trip(fresh_database());
+}
+
+TEST_F(ResultsStorePg, QueryFilters)
+{
+	query_filters(fresh_database());
+}
+
+TEST_F(ResultsStorePg, MarksRunsLeftRunningIncomplete)
+{
+	marks_incomplete(fresh_database());
+}
+
+TEST_F(ResultsStorePg, KillLosesNothingCommitted)
+{
+	kill_loses_nothing(fresh_database());
+}
+
+// Four stations of a line start together on a fresh database (so they also
+// race to create the schema) and each writes its phones: all succeed, and
+// every row is there.
+TEST_F(ResultsStorePg, FourStationProcessesAtOnce)
+{
+	constexpr int kStations = 4, kPhones = 5, kSteps = 20;
+	std::string where = fresh_database();
+	int go[2];
+	ASSERT_EQ(::pipe(go), 0);
+	std::vector<pid_t> children;
+	for (int k = 0; k < kStations; ++k) {
+		pid_t child = ::fork();
+		ASSERT_GE(child, 0);
+		if (child == 0) {
+			::close(go[1]);
+			char c;
+			if (::read(go[0], &c, 1) != 0)  // everyone starts when the pipe closes
+				::_exit(9);
+			std::string error;
+			auto store = open_results_store(where, &error);
+			if (!store) {
+				std::fprintf(stderr, "station %d: %s\n", k, error.c_str());
+				::_exit(2);
+			}
+			int64_t run = 0;
+			std::string host = "pc-" + std::to_string(k);
+			if (!store->begin_run({"RF", "full", host, results_time(std::chrono::system_clock::now())}, &run).empty())
+				::_exit(3);
+			for (int p = 0; p < kPhones; ++p) {
+				int64_t phone = 0;
+				if (!store->begin_phone(run, {host + "/" + std::to_string(p), "unidentified", "t"}, &phone).empty())
+					::_exit(4);
+				for (int i = 0; i < kSteps; ++i)
+					if (!store->add_step(phone, {i, "s", "AT\n", "OK\n", "PASS", "", "t", 0.01, 0}).empty())
+						::_exit(5);
+				if (!store->end_phone(phone, "PASS", "", 1.0).empty())
+					::_exit(6);
+			}
+			::_exit(store->end_run(run, "t").empty() ? 0 : 7);
+		}
+		children.push_back(child);
+	}
+	::close(go[0]);
+	::close(go[1]);
+	for (pid_t child : children) {
+		int status = -1;
+		::waitpid(child, &status, 0);
+		EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "station exited with " << status;
+	}
+	auto store = open_ok(where);
+	ASSERT_TRUE(store);
+	std::vector<PhoneResult> phones;
+	ASSERT_EQ(store->read_phones({}, &phones), "");
+	ASSERT_EQ(phones.size(), size_t{kStations * kPhones});
+	for (const auto &p : phones) {
+		std::vector<StepRecord> steps;
+		ASSERT_EQ(store->read_steps(p.id, &steps), "");
+		EXPECT_EQ(steps.size(), size_t{kSteps}) << p.port;
+		EXPECT_EQ(p.verdict, "PASS");
+	}
+}
+
+TEST_F(ResultsStorePg, ServersThatCannotBeReachedAreClearErrors)
+{
+	std::string good = fresh_database();
+	std::string host = good.substr(good.find("?host="));
+	struct Case {
+		std::string where, says, hidden;
+	} cases[] = {
+		{"postgresql:///no_such_db" + host, "no_such_db", ""},
+		{"postgresql:///postgres?host=/nonexistent/socket-dir&user=postgres", "cannot connect", ""},
+		{"postgres://station:s3cret@/postgres?host=/nonexistent/socket-dir", "cannot connect", "s3cret"},
+	};
+	for (const Case &c : cases) {
+		std::string error;
+		EXPECT_FALSE(open_results_store(c.where, &error)) << c.where;
+		EXPECT_NE(error.find(c.says), std::string::npos) << error;
+		if (!c.hidden.empty()) {
+			EXPECT_EQ(error.find(c.hidden), std::string::npos) << error;
+		}
+	}
 }
 
 }  // namespace
