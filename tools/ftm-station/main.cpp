@@ -7,6 +7,7 @@
 //   ftm-station --board DIR screen FILE.png      the simulated phone's screen
 //   ftm-station --board DIR key CODE             press a key of the simulated phone
 //   ftm-station --board DIR touch X Y            touch its panel
+//   ftm-station report --db DB [...]             yield figures from the results store
 //
 // CONNECTION: --port DEV [--baud N] for a phone on a serial line, or --sim
 // [--board DIR] [--set KEY=VALUE]... [--usb] to start a simulated phone.
@@ -18,6 +19,7 @@
 #include <vector>
 
 #include "report.h"
+#include "report_main.h"
 #include "runner.h"
 #include "station/board.h"
 #include "station/commands.h"
@@ -54,7 +56,8 @@ int usage()
 	           "  run LIST [--junit FILE] [--json FILE]  run a test list; exit 0 if the phone passed\n"
 	           "  screen FILE.png           save the simulated phone's screen (--board DIR)\n"
 	           "  key CODE                  press a key of the simulated phone (--board DIR)\n"
-	           "  touch X Y                 touch the simulated phone's panel (--board DIR)\n",
+	           "  touch X Y                 touch the simulated phone's panel (--board DIR)\n"
+	           "  report --db DB ...        yield figures from the results store (report --help)\n",
 	           stderr);
 	return kUsage;
 }
@@ -321,6 +324,8 @@ std::string joined(const std::vector<std::string> &words, size_t from)
 
 int main(int argc, char **argv)
 {
+	if (argc >= 2 && std::strcmp(argv[1], "report") == 0)
+		return ftm_station::report_main(std::vector<std::string>(argv + 2, argv + argc));
 	Options o;
 	if (!parse_args(argc, argv, o))
 		return usage();
