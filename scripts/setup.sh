@@ -21,6 +21,10 @@ libjpeg-turbo-progs
 libimage-exiftool-perl
 chromium
 chromium-driver
+sqlite3
+libsqlite3-dev
+postgresql
+libpq-dev
 "
 
 missing=""

@@ -18,12 +18,19 @@
 //        retries INTEGER)                      verdict: PASS or FAIL
 //
 // Errors are values: every call returns an empty string on success, or what
-// went wrong.
+// went wrong. A store may be shared by threads (calls take turns); each call
+// is one transaction, committed when it returns.
+//
+// "This station" for begin_run is the same host and station name: a line runs
+// one station process per station on a PC.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
 namespace station {
 
@@ -47,6 +54,21 @@ struct StepRecord {
 	int retries = 0;
 };
 
+// A phone of a report's window, with its run and the first step it failed.
+struct PhoneResult {
+	int64_t id = 0;
+	std::string station, list, host, port, product_id, started;
+	std::optional<double> seconds;  // empty while running (or interrupted)
+	std::string verdict, reason;    // verdict empty while running
+	std::string failed_step;        // empty if no step failed
+};
+
+// Phones started in [from, to) (times compared as text, so a prefix such as
+// "2026-11-23" works), of one station and list when not empty.
+struct ResultsQuery {
+	std::string from, to, station, list;
+};
+
 class ResultsStore {
 public:
 	virtual ~ResultsStore() = default;
@@ -58,7 +80,15 @@ public:
 	virtual std::string end_phone(int64_t phone_id, const std::string &verdict, const std::string &reason,
 	                              double seconds) = 0;
 	virtual std::string end_run(int64_t run_id, const std::string &finished) = 0;
+
+	// Reading back, for reports and checks.
+	virtual std::string read_phones(const ResultsQuery &query, std::vector<PhoneResult> *phones) = 0;
+	virtual std::string read_steps(int64_t phone_id, std::vector<StepRecord> *steps) = 0;
+	virtual std::string read_run_state(int64_t run_id, std::string *state) = 0;
 };
+
+// A time as the store keeps it: "YYYY-MM-DDTHH:MM:SS.mmmZ", UTC.
+std::string results_time(std::chrono::system_clock::time_point t);
 
 // "postgresql://..." (or "postgres://...") opens a server; anything else is
 // an SQLite file. Creates or migrates the schema. Null with *error set when

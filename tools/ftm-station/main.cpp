@@ -7,6 +7,7 @@
 //   ftm-station --board DIR screen FILE.png  the simulated phone's screen
 //   ftm-station --board DIR key CODE         press a key of the simulated phone
 //   ftm-station --board DIR touch X Y        touch its panel
+//   ftm-station report --db DB [...]         yield figures from the results store
 //
 // PHONES: --port DEV [--baud N], repeated, for phones on serial lines, or
 // --sim [N] [--board DIR]... [--set [K:]KEY=VALUE]... [--usb] to start
@@ -23,6 +24,7 @@
 #include "display.h"
 #include "phone_link.h"
 #include "report.h"
+#include "report_main.h"
 #include "runner.h"
 #include "station/commands.h"
 #include "station/exchange.h"
@@ -327,6 +329,8 @@ int input(const Options &o, bool key)
 
 int main(int argc, char **argv)
 {
+	if (argc >= 2 && std::string(argv[1]) == "report")
+		return report_main(std::vector<std::string>(argv + 2, argv + argc));
 	Options o;
 	CLI::App app{"ftm-station: the test station's side of ftmd", "ftm-station"};
 	app.fallthrough();
@@ -357,6 +361,7 @@ int main(int argc, char **argv)
 	screen_cmd->add_option("FILE", o.png, "the PNG to write")->required();
 	auto *key = app.add_subcommand("key", "press a key of the simulated phone (--board DIR)");
 	key->add_option("CODE", o.code, "the key code")->required()->check(CLI::Range(0, 65535));
+	app.add_subcommand("report", "yield figures from the results store (report --help)");
 	auto *touch = app.add_subcommand("touch", "touch the simulated phone's panel (--board DIR)");
 	touch->add_option("X", o.x, "column")->required();
 	touch->add_option("Y", o.y, "row")->required();
