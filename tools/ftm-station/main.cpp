@@ -25,12 +25,14 @@
 #include "phone_link.h"
 #include "report.h"
 #include "report_main.h"
+#include "results_writer.h"
 #include "runner.h"
 #include "station/commands.h"
 #include "station/exchange.h"
 #include "station/input.h"
 #include "station/link.h"
 #include "station/png.h"
+#include "station/results_store.h"
 #include "station/screen.h"
 #include "testlist.h"
 #include "worker.h"
@@ -48,7 +50,7 @@ struct Options {
 	bool sim_given = false, usb = false, no_color = false;
 	int timeout_ms = 10000;
 	std::vector<std::string> words;  // send NAME ARGS, raw TEXT
-	std::string out, list, junit, json, png;
+	std::string out, list, junit, json, db, png;
 	int code = 0, x = 0, y = 0;
 };
 
@@ -280,6 +282,18 @@ int run(const Options &o, const char *argv0)
 		ports.push_back(s.port);
 		links.push_back(std::make_unique<PhoneLink>(std::move(s)));
 	}
+	std::unique_ptr<station::ResultsStore> store;
+	int64_t run_id = -1;
+	if (!o.db.empty()) {
+		store = station::open_results_store(o.db, &error);
+		if (!store)
+			return say("the results database " + o.db + " cannot be opened: " + error);
+		char host[256] = {};
+		::gethostname(host, sizeof host - 1);
+		error = store->begin_run({list->station ? list->station->name : "", list->name, host, utc_now()}, &run_id);
+		if (!error.empty())
+			return say("the results database " + o.db + " cannot be written: " + error);
+	}
 	bool tty = ::isatty(1);
 	std::unique_ptr<PhoneEvents> view;
 	if (tty)
@@ -287,9 +301,20 @@ int run(const Options &o, const char *argv0)
 	else
 		view = std::make_unique<PlainLines>(stdout, ports, list->steps.size());
 	LineControl line;
-	std::vector<RunResult> results = test_phones(*list, links, line, *view);
+	std::unique_ptr<ResultsWriter> writer;
+	if (store)
+		writer = std::make_unique<ResultsWriter>(*store, run_id, links.size(), line);
+	// The store first: a step is on the screen once it is stored.
+	Fanout events(writer ? std::vector<PhoneEvents *>{writer.get(), view.get()} : std::vector<PhoneEvents *>{view.get()});
+	std::vector<RunResult> results = test_phones(*list, links, line, events);
 	if (auto *table = dynamic_cast<LiveTable *>(view.get()))
 		table->close();
+	std::vector<std::string> unstored;
+	if (writer) {
+		unstored = writer->unstored();
+		if (std::string e = store->end_run(run_id, utc_now()); !e.empty())
+			unstored.push_back("the end of the run not stored: " + e);
+	}
 	size_t passed = 0, refused = 0;
 	for (const RunResult &r : results) {
 		passed += r.passed();
@@ -300,7 +325,9 @@ int run(const Options &o, const char *argv0)
 	if (results.size() > 1)
 		std::printf("%zu phones: %zu passed, %zu failed, %zu refused\n", results.size(), passed,
 		            results.size() - passed - refused, refused);
-	if (!write_reports(o, results))
+	for (const std::string &u : unstored)
+		say("not stored: " + u);
+	if (!write_reports(o, results) || !unstored.empty())
 		return kUsage;
 	return passed == results.size() ? kPass : kFail;
 }
@@ -356,6 +383,7 @@ int main(int argc, char **argv)
 	auto *run_cmd = app.add_subcommand("run", "run a test list on every phone; exit 0 if every phone passed");
 	run_cmd->add_option("LIST", o.list, "the test list (YAML)")->required();
 	run_cmd->add_option("--junit", o.junit, "JUnit XML: a file for one phone, else a folder of one file a phone");
+	run_cmd->add_option("--db", o.db, "the results store: an SQLite file, or postgresql://...");
 	run_cmd->add_option("--json", o.json, "JSON: a file for one phone, else a folder of one file a phone");
 	auto *screen_cmd = app.add_subcommand("screen", "save the simulated phone's screen (--board DIR)");
 	screen_cmd->add_option("FILE", o.png, "the PNG to write")->required();
