@@ -1,7 +1,10 @@
 // Digital zoom over its whole range, for each sensor: the crop stays inside
 // the field of view, centred, never below a quarter of the output, and the
 // VFE gets the crop and scaler that match it.
+#include <cmath>
+
 #include "cam_fixture.h"
+#include "camera/vfe/vfe_tables.h"
 
 namespace camtest {
 namespace {
@@ -17,6 +20,28 @@ TEST(ZoomTable, RisesFromOneToSixtyFourTimes)
 	EXPECT_EQ(t[180], 262144u);
 	EXPECT_EQ(t[181], 999999u);
 	EXPECT_TRUE(std::is_sorted(t.begin(), t.end()));
+	// Every step is 64 to the power of index / 180 in Q12, cut to a whole
+	// number as the table's first entries are (4191.7 is 4191); 16384,
+	// 65536 and 262144 are exact at 60, 120 and 180.
+	ASSERT_EQ(t.size(), 182u);
+	for (int i = 0; i <= 180; i++) {
+		long double exact = 4096.0L * std::pow(64.0L, i / 180.0L);
+		EXPECT_EQ(t[i], static_cast<uint32_t>(std::floor(exact + 1e-7L))) << i;
+	}
+	EXPECT_EQ(t[60], 16384u);
+	EXPECT_EQ(t[120], 65536u);
+}
+
+TEST(SkipPatterns, TheWholeTableOfFramesPassedPerCycle)
+{
+	// 15-bit patterns, then 27-bit ones; the index is the frames wanted.
+	const std::array<uint32_t, 30> want = {
+	    0x1,       0x1,       0x101,     0x421,     0x1111,    0x1249,    0x14A5,    0x5554,
+	    0x5555,    0x6B5A,    0x6DB6,    0x6EEE,    0x7BDE,    0x7EFE,    0x7FFE,    0x7FFF,
+	    0x555AAAA, 0x56B55AA, 0x5AD6B5A, 0x6B6B6B6, 0x6DB6DB6, 0x376EDBB, 0x5DDEEEE, 0x5EF7BDE,
+	    0x37DF7DF, 0x77DF7DF, 0x77DF7DF, 0x7EFFBFE, 0x7FF7FFE, 0x7FFFFFE,
+	};
+	EXPECT_EQ(vfe_skip_patterns, want);
 }
 
 TEST(ZoomTable, TheLimitIsTheLastEntryWithinTheMaximumCrop)

@@ -6,6 +6,7 @@
 
 #include "ftm/command.h"
 #include "ftm/ftm.h"
+#include "ftm/handlers.h"
 #include "station/tapp_frame.h"
 #include "support/temp_board.h"
 
@@ -139,18 +140,83 @@ TEST_F(Dispatcher, LyingLengthsAndLongLinesStayInBounds)
 	EXPECT_EQ(dispatch(std::string(COMMAND_SIZE, 'A')), "NOTSUPPORTED\n");
 }
 
-TEST(CommandTable, KeywordsStationsDependOn)
+// The table stations are built against, typed row by row: the order is the
+// search order (AT+KBL before nothing that would shadow it, AT+BT twice).
+struct expected_row {
+	const char *keyword;
+	uint32_t id;
+	cmd_handler tapp;
+	cmd_handler at;
+};
+const expected_row expected_table[] = {
+		{"AT+FTM", 0x888, nullptr, at_ftm_diag},
+		{"~AT+FTM~", 0x888, nullptr, at_ftm_no_diag},
+		{"ATBT", 0x888, nullptr, at_board_test},
+		{"AT+ALIVE", 0x888, nullptr, at_alive},
+		{"AT+LCD", 0x8, tapp_lcd_test, at_lcd_test},
+		{"AT+DEBUG", 0x888, nullptr, at_debug_switcher},
+		{"AT+QUIT", 0x888, nullptr, at_ftm_quit},
+		{"AT+MMCT", 0x8001, tapp_mmc_test, tapp_mmc_test},
+		{"AT+MMCEX", 0x8004, tapp_mmc_ex_test, tapp_mmc_ex_test},
+		{"AT+DSCP", 0x1A, nullptr, at_camera_preview},
+		{"AT+DSCC", 0x1A, nullptr, at_camera_capture},
+		{"AT+DSCR", 0x1A, nullptr, at_camera_retrieve},
+		{"AT+DSCE", 0x1A, nullptr, at_camera_close},
+		{"AT+VIB", 0x4, tapp_vibrator_test, at_vibrator_test},
+		{"AT+ADC", 0x7, tapp_adc_test, at_adc_test},
+		{"AT+CHARGE", 0x6, nullptr, at_charge_test},
+		{"AT+NOCHARGE", 0x6, nullptr, at_nocharge_test},
+		{"AT+BL", 0x1, tapp_backlight_test, at_backlight_test},
+		{"AT+ACCESSORY", 0x15, tapp_accessory_test, at_accessory_test},
+		{"AT+KEYPAD", 0x9, tapp_keypad_test, at_keypad_test},
+		{"AT%TPNTEST", 0x29, nullptr, at_touch_test},
+		{"AT+ECOMPASS", 0x23, tapp_ecompass_test, at_ecompass_test},
+		{"AT+LIGHTSENSOR", 0x888, nullptr, at_light_sensor_test},
+		{"AT+RECINTERRUPT", 0x888, nullptr, at_rec_interrupt_test},
+		{"AT+GPIO", 0x888, nullptr, at_gpio_test},
+		{"AT%V", 0x888, nullptr, at_version},
+		{"AT+KBL", 0x2, tapp_keypad_backlight_test, at_keypad_backlight_test},
+		{"AT+LED", 0x1D, tapp_led_test, at_led_test},
+		{"AT+BIC", 0x32, nullptr, at_battery_ID_test},
+		{"AT*DEEPSLEEP", 0xA7, nullptr, at_deepsleep_test},
+		{"AT+PROXIMITY", 0x2C, tapp_proximity_test, at_proximity_test},
+		{"AT+WIFIPW", 0x200, tapp_wifi_power, tapp_wifi_power},
+		{"AT+MAC", 0x220, tapp_wifi_mac, tapp_wifi_mac},
+		{"AT+WIFICHANNEL", 0x201, tapp_wifi_channel, tapp_wifi_channel},
+		{"AT+DATARATE", 0x202, tapp_wifi_datarate, tapp_wifi_datarate},
+		{"AT+WIFITXPOWER", 0x203, tapp_wifi_txpower, tapp_wifi_txpower},
+		{"AT+WIFIMODE", 0x204, tapp_wifi_txmode, tapp_wifi_txmode},
+		{"AT+WIFIFER", 0x210, tapp_wifi_fer, tapp_wifi_fer},
+		{"AT+BT", 0x101, tapp_bt_active_test, at_bt_test},
+		{"AT+BT", 0x100, tapp_bt_hci_test, at_bt_test},
+		{"AT+LOG", 0x888, nullptr, at_log},
+		{"AT+RTC", 0x12, tapp_rtc_test, at_rtc_test},
+		{"AT*POWERCYCLE", 0x900C, nullptr, at_power_off_test},
+		{"AT+FLASHLED", 0x888, nullptr, at_flashled_test},
+		{"AT+WPID=", 0x9010, nullptr, at_wpid_test},
+		{"AT+RPID", 0x9011, nullptr, at_rpid_test},
+		{"AT+WTF=", 0x9012, nullptr, at_wtsflag_test},
+		{"AT+RTF", 0x9013, nullptr, at_rtsflag_test},
+		{"AT+BAUD=", 0x9014, nullptr, at_UART3_BAUDR_460800},
+		{"AT+NV=", 0x9015, nullptr, at_Write_NV_num_val},
+		{"AT+DUMPLOG", 0x9016, at_dumpLog, at_dumpLog},
+		{"SD GETSIZE", 0x9017, tapp_mmc_size, tapp_mmc_size},
+		{"AT+WFUSE", 0x888, nullptr, at_Write_FUSE},
+		{"AT+RFUSE", 0x888, nullptr, at_Read_FUSE},
+};
+
+TEST(CommandTable, EveryRowAsStationsUseIt)
 {
-	ASSERT_EQ(cmd_table.size(), 54u);
-	// Rows stations address by framed id, and the search order that makes
-	// AT+KBL reach its own row: AT+BL is not a prefix of it.
-	EXPECT_STREQ(cmd_table[13].keyword, "AT+VIB");
-	EXPECT_EQ(cmd_table[13].id, 0x4u);
-	EXPECT_STREQ(cmd_table[26].keyword, "AT+KBL");
-	EXPECT_STREQ(cmd_table[51].keyword, "SD GETSIZE");
-	EXPECT_STREQ(cmd_table[38].keyword, cmd_table[39].keyword);
-	for (const cmd_entry &row : cmd_table)
-		EXPECT_NE(row.at_handler, nullptr) << row.keyword;
+	ASSERT_EQ(cmd_table.size(), std::size(expected_table));
+	for (size_t i = 0; i < cmd_table.size(); ++i) {
+		const cmd_entry &row = cmd_table[i];
+		const expected_row &want = expected_table[i];
+		SCOPED_TRACE("row " + std::to_string(i) + " " + want.keyword);
+		EXPECT_STREQ(row.keyword, want.keyword);
+		EXPECT_EQ(row.id, want.id);
+		EXPECT_EQ(row.tapp_handler, want.tapp);
+		EXPECT_EQ(row.at_handler, want.at);
+	}
 }
 
 }  // namespace

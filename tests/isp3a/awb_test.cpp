@@ -182,3 +182,36 @@ TEST(AwbZones, ZoneOfZeroWidthIsNoDivisionByZero)
 		}
 	EXPECT_TRUE(std::isfinite(rig.c.update_record.b_gain));
 }
+
+// The grid's range is widened by a fifth each way and made symmetric about 1
+// in ratio from whichever end is further out: each tuning takes one way.
+TEST(AwbGrid, RangeIsMadeSymmetricFromTheFartherEnd)
+{
+	struct range_case {
+		const char *name, *ref_rg, *ref_bg;
+		float min, max;  // reference inputs worked by hand
+	};
+	const range_case cases[] = {
+	    // Lowest 0.32, highest 1.25: 0.256 is farther from 1 than 1.5, max is 1 / 0.256.
+	    {"blue end farther", "ref_rg = 0.60 0.55 1.05 0.80 0.72 1.25 0.68 0.90 0.64",
+	     "ref_bg = 0.75 0.82 0.40 0.50 0.55 0.32 0.64 0.45 0.70", 0.32f * 0.8f, 1 / (0.32f * 0.8f)},
+	    // Highest 3.0: 3.6 is farther than the lowest, the LED's 1 / 1.4, at 0.8 of it; min is 1 / 3.6.
+	    {"red end farther", "ref_rg = 0.90 0.95 1.00 1.10 1.20 2.00 1.00 1.00 3.00",
+	     "ref_bg = 0.90 0.95 1.00 1.00 0.95 0.90 1.00 1.00 1.00", 1 / (3.0f * 1.2f), 3.0f * 1.2f},
+	};
+	for (const range_case &rc : cases) {
+		SCOPED_TRACE(rc.name);
+		std::string t = with("ref_rg", rc.ref_rg);
+		t = std::regex_replace(t, std::regex("\nref_bg *=[^\n]*"), std::string("\n") + rc.ref_bg);
+		isp3a_rig rig;
+		ASSERT_TRUE(rig.start(t));
+		const auto &a = cam::awb_ctrl()->agw;
+		EXPECT_NEAR(a.grid[0], rc.min, 1e-5);
+		EXPECT_NEAR(a.grid[121], rc.max, 1e-4);
+		// 60 equal steps up to just below 1, 60 more towards max.
+		EXPECT_NEAR(a.grid[60], rc.min + 60 * (1 - rc.min) / 60.5f, 1e-4);
+		EXPECT_NEAR(a.grid[120], a.grid[60] + 60 * (rc.max - 1) / 60.5f, 1e-4);
+		for (int k = 0; k <= 121; k++)
+			EXPECT_EQ(a.grid_x[k], static_cast<int32_t>(a.grid[k] * 1024)) << k;
+	}
+}

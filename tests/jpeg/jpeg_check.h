@@ -410,6 +410,16 @@ struct tiff {
 			*next = u32(off + 2 + n * 12);
 		return m;
 	}
+	// Every byte of the value, as the count and type say, NULs included.
+	std::string bytes(const ifd_entry &e) const
+	{
+		static constexpr uint32_t size[] = {0, 1, 1, 2, 4, 8, 0, 1, 0, 4, 8};
+		size_t n = size_t(e.count) * (e.type < 11 ? size[e.type] : 0);
+		size_t at = n > 4 ? base + e.value : e.field_at;
+		if (at + n > f->size())
+			return "(out of the file)";
+		return std::string(reinterpret_cast<const char *>(f->data() + at), n);
+	}
 	std::string ascii(const ifd_entry &e) const
 	{
 		size_t at = e.count > 4 ? base + e.value : e.field_at;

@@ -103,6 +103,57 @@ TEST(JpegWriter, ExifLayoutWithDefaults)
 	EXPECT_EQ(d.warnings, 0);
 }
 
+// Every default tag as the file carries it: its IFD, type, count and all
+// its bytes (big-endian, NULs included), typed from the defaults' table.
+enum where { IFD0, EXIF, INTEROP, IFD1 };
+struct default_tag {
+	where ifd;
+	uint16_t tag, type;
+	uint32_t count;
+	std::string bytes;
+};
+using namespace std::string_literals;
+const std::string kRational72 = "\0\0\0\x48\0\0\0\x01"s;
+const default_tag kDefaultTags[] = {
+	{IFD0, 0x010F, 2, 8, "SOC-AA\0\0"s},
+	{IFD0, 0x0110, 2, 8, "CAM-AA\0\0"s},
+	{IFD0, 0x011A, 5, 1, kRational72},
+	{IFD0, 0x011B, 5, 1, kRational72},
+	{IFD0, 0x0128, 3, 1, "\0\x02"s},
+	{IFD0, 0x0213, 3, 1, "\0\x01"s},
+	{EXIF, 0x9003, 2, 20, "2002:12:08 12:00:00\0"s},
+	{EXIF, 0x9004, 2, 20, "2002:12:08 12:00:00\0"s},
+	{EXIF, 0x9000, 7, 4, "0220"},
+	{EXIF, 0xA000, 7, 4, "0100"},
+	{EXIF, 0x9101, 7, 4, "\x01\x02\x03\0"s},
+	{EXIF, 0xA001, 3, 1, "\0\x01"s},
+	{INTEROP, 0x0001, 2, 4, "R98\0"s},
+	{INTEROP, 0x0002, 7, 4, "0100"},
+	{IFD1, 0x0103, 3, 1, "\0\x06"s},
+	{IFD1, 0x0128, 3, 1, "\0\x02"s},
+	{IFD1, 0x011A, 5, 1, kRational72},
+	{IFD1, 0x011B, 5, 1, kRational72},
+};
+
+TEST(JpegWriter, EveryDefaultTagByTypeCountAndBytes)
+{
+	yuv_image img = make_picture(320, 240, jpeg::YCBCRLP_H2V2);
+	yuv_image tn = jc::downscale(img, 80, 60);
+	jc::options opt;
+	opt.thumbnail = &tn;
+	jc::result r = run(img, opt);
+	parsed p = parse(r.bytes);
+	const std::map<uint16_t, ifd_entry> *ifds[] = {&p.ifd0, &p.exif, &p.interop, &p.ifd1};
+	for (const default_tag &d : kDefaultTags) {
+		SCOPED_TRACE(testing::Message() << "IFD " << d.ifd << " tag 0x" << std::hex << d.tag);
+		auto it = ifds[d.ifd]->find(d.tag);
+		ASSERT_NE(it, ifds[d.ifd]->end());
+		EXPECT_EQ(it->second.type, d.type);
+		EXPECT_EQ(it->second.count, d.count);
+		EXPECT_EQ(p.t.bytes(it->second), d.bytes);
+	}
+}
+
 TEST(JpegWriter, InlineAndOutOfLineValues)
 {
 	exif_store s;

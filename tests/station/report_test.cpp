@@ -10,8 +10,10 @@ namespace {
 
 using namespace ftm_station;
 
+// Three passes and one failure, the failure second: a count or a verdict
+// taken from the wrong place gives a different report.
 struct Sample {
-	std::vector<Step> steps{2};
+	std::vector<Step> steps{4};
 	RunResult run;
 
 	Sample()
@@ -33,6 +35,12 @@ struct Sample {
 			binary += static_cast<char>(i & 0xFF);
 		run.steps.push_back({.step = &steps[1], .reason = "expected 'OK\\n', got '<&>'", .seconds = 3.0, .attempts = 2,
 		                     .answer = binary});
+		steps[2].name = "led";
+		steps[2].text = "AT+LED=1\n";
+		steps[3].name = "backlight";
+		steps[3].text = "AT+BL=1\n";
+		run.steps.push_back({.step = &steps[2], .pass = true, .seconds = 0.5, .attempts = 1, .answer = "OK\n"});
+		run.steps.push_back({.step = &steps[3], .pass = true, .seconds = 0.75, .attempts = 1, .answer = "OK\n"});
 		run.failed = 1;
 		run.verdict = Verdict::fail;
 		run.reason = "'picture': " + run.steps[1].reason;
@@ -45,10 +53,23 @@ TEST(StationReport, JunitIsWellFormedAndCounts)
 	std::string xml = junit_xml(s.run);
 	tinyxml2::XMLDocument doc;
 	ASSERT_EQ(doc.Parse(xml.c_str()), tinyxml2::XML_SUCCESS) << doc.ErrorStr();
-	auto *suite = doc.FirstChildElement("testsuites")->FirstChildElement("testsuite");
+	auto *suites = doc.FirstChildElement("testsuites");
+	auto *suite = suites->FirstChildElement("testsuite");
 	ASSERT_TRUE(suite);
-	EXPECT_EQ(suite->IntAttribute("tests"), 2);
-	EXPECT_EQ(suite->IntAttribute("failures"), 1);
+	for (auto *counted : {suites, suite}) {
+		EXPECT_EQ(counted->IntAttribute("tests"), 4);
+		EXPECT_EQ(counted->IntAttribute("failures"), 1);
+	}
+	EXPECT_EQ(suite->IntAttribute("errors"), 0);
+	EXPECT_EQ(suite->IntAttribute("skipped"), 0);
+	// One test case per step, in order, a failure only where the step failed.
+	int cases = 0;
+	for (auto *tc = suite->FirstChildElement("testcase"); tc; tc = tc->NextSiblingElement("testcase"), ++cases) {
+		ASSERT_LT(cases, 4);
+		EXPECT_STREQ(tc->Attribute("name"), s.steps[cases].name.c_str());
+		EXPECT_EQ(tc->FirstChildElement("failure") != nullptr, !s.run.steps[cases].pass) << cases;
+	}
+	EXPECT_EQ(cases, 4);
 	auto *first = suite->FirstChildElement("testcase");
 	EXPECT_STREQ(first->Attribute("name"), "vibrator <on> & \"off\"");
 	EXPECT_FALSE(first->FirstChildElement("failure"));
@@ -69,9 +90,10 @@ TEST(StationReport, JsonIsWellFormedAndCounts)
 	nlohmann::json j = nlohmann::json::parse(json_report(s.run));
 	EXPECT_EQ(j["list"], "demo");
 	EXPECT_EQ(j["passed"], false);
-	EXPECT_EQ(j["steps_total"], 2);
+	EXPECT_EQ(j["steps_total"], 4);
 	EXPECT_EQ(j["steps_failed"], 1);
-	ASSERT_EQ(j["steps"].size(), 2u);
+	ASSERT_EQ(j["steps"].size(), 4u);
+	EXPECT_EQ(j["steps"][3]["verdict"], "PASS");
 	EXPECT_EQ(j["steps"][0]["verdict"], "PASS");
 	EXPECT_EQ(j["steps"][0]["line"], 7);
 	EXPECT_EQ(j["steps"][0]["sent"], "AT+VIB=1\\n");
