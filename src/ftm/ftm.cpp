@@ -6,7 +6,7 @@
 #include <fcntl.h>
 #include <pthread.h>
 #include <sys/ioctl.h>
-#include <sys/select.h>
+#include <poll.h>
 #include <termios.h>
 
 #include "ftm/command.h"
@@ -49,18 +49,29 @@ void shell_log_step()
 	plat::system(buf.command);
 }
 
-void set_input_fd(fd_set *set)
+// The loop's sources, in the order a pass serves them.
+enum source { UART, USB, KEYPAD, JOG_BALL, TOUCH, SOURCE_COUNT };
+
+// poll, not an fd_set: a descriptor of any number can be waited on.
+struct input_set {
+	pollfd fds[SOURCE_COUNT];
+};
+
+void set_input_fd(input_set *set)
 {
 	if (loop.usb_fd < 0 && hal::get_usb_fd(&loop.usb_fd) != 0)
 		loop.usb_fd = -1;
-	FD_ZERO(set);
-	for (int fd : {loop.uart_fd, loop.usb_fd, loop.keypad_fd, loop.jog_ball_fd, loop.touch_fd}) {
-		if (fd < 0 || fd >= FD_SETSIZE)
-			continue;
-		FD_SET(fd, set);
-		if (fd > loop.max_fd)
-			loop.max_fd = fd;
+	const int fds[SOURCE_COUNT] = {loop.uart_fd, loop.usb_fd, loop.keypad_fd, loop.jog_ball_fd, loop.touch_fd};
+	for (int i = 0; i < SOURCE_COUNT; ++i) {
+		set->fds[i] = {fds[i] < 0 ? -1 : fds[i], POLLIN, 0};  // poll skips a negative one
+		if (fds[i] > loop.max_fd)
+			loop.max_fd = fds[i];
 	}
+}
+
+bool is_ready(const input_set &set, source s)
+{
+	return set.fds[s].fd >= 0 && (set.fds[s].revents & (POLLIN | POLLHUP | POLLERR)) != 0;
 }
 
 void *thread_powerkey_detection(void *)
@@ -273,27 +284,26 @@ int connect_port_init_main(int fd)
 
 void ftm_main()
 {
-	timeval timeout{3, 0};  // set once: after the first expiry the loop polls
+	int64_t timeout_ms = 3000;  // set once: after the first expiry the loop polls
 	start_up();
 	for (;;) {
 		std::memset(buf.answer, 0, sizeof buf.answer);
 		std::memset(buf.command, 0, sizeof buf.command);
-		fd_set set;
+		input_set set;
 		set_input_fd(&set);
-		plat::select(loop.max_fd + 1, &set, nullptr, nullptr, &timeout);
+		plat::poll_left(set.fds, SOURCE_COUNT, &timeout_ms);
 
-		if (loop.uart_fd >= 0 && FD_ISSET(loop.uart_fd, &set)) {
+		if (is_ready(set, UART)) {
 			loop.act_fd = loop.uart_fd;
 			loop.log_fd = loop.usb_fd;
 			command_step();
-		} else if (loop.usb_fd >= 0 && FD_ISSET(loop.usb_fd, &set)) {
+		} else if (is_ready(set, USB)) {
 			loop.act_fd = loop.usb_fd;
 			loop.log_fd = loop.uart_fd;
 			command_step();
-		} else if ((loop.keypad_fd >= 0 && FD_ISSET(loop.keypad_fd, &set)) ||
-		           (loop.jog_ball_fd >= 0 && FD_ISSET(loop.jog_ball_fd, &set))) {
+		} else if (is_ready(set, KEYPAD) || is_ready(set, JOG_BALL)) {
 			key_step();
-		} else if (loop.touch_fd >= 0 && FD_ISSET(loop.touch_fd, &set)) {
+		} else if (is_ready(set, TOUCH)) {
 			touch_step();
 		}
 	}

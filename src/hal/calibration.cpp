@@ -38,15 +38,11 @@ constexpr unsigned RETRY_US = 1000;
 
 bool wait_ready(int fd, bool for_write)
 {
-	if (fd < 0 || fd >= FD_SETSIZE) {
+	if (fd < 0) {
 		plat::usleep(POLL_US);
 		return false;
 	}
-	fd_set set;
-	FD_ZERO(&set);
-	FD_SET(fd, &set);
-	timeval tv{0, POLL_US};
-	int r = plat::select(fd + 1, for_write ? nullptr : &set, for_write ? &set : nullptr, nullptr, &tv);
+	int r = plat::wait_fd(fd, for_write ? POLLOUT : POLLIN, POLL_US / 1000);
 	if (r < 0)
 		plat::usleep(POLL_US);
 	return r > 0;
