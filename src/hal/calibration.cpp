@@ -155,6 +155,8 @@ ssize_t receive_data(int fd, uint8_t *buffer, size_t capacity)
 		}
 		ssize_t n = plat::read(fd, buffer + total, capacity - total);
 		if (n < 1) {
+			if (plat::is_hung_up(fd))
+				return -1;
 			plat::usleep(RETRY_US);
 			continue;
 		}
@@ -219,6 +221,11 @@ int cali_mode()
 
 	for (;;) {
 		ssize_t n = receive_data(port, buffer, sizeof buffer);
+		// No closing packet can come from a station that has hung up.
+		if (n < 0) {
+			DBG("the station hung up: bridge closed\n");
+			break;
+		}
 		if (is_close_packet(buffer))
 			break;
 		forward_packet(buffer, n);

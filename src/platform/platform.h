@@ -50,6 +50,13 @@ inline int wait_fd(int fd, short events, int timeout_ms)
 	}
 	return r;
 }
+// The far end of a port has gone (a pty's master closed, a serial line or
+// USB host hung up): what a read of 0 or EIO then means.
+inline bool is_hung_up(int fd)
+{
+	pollfd p{fd, POLLIN, 0};
+	return plat::poll(&p, 1, 0) > 0 && (p.revents & (POLLHUP | POLLERR)) != 0;
+}
 void *mmap(void *addr, size_t len, int prot, int flags, int fd, off_t off);
 int munmap(void *addr, size_t len);
 int socket(int domain, int type, int protocol);
