@@ -6,7 +6,7 @@
 #include <fcntl.h>
 #include <pthread.h>
 #include <sys/ioctl.h>
-#include <sys/select.h>
+#include <poll.h>
 #include <termios.h>
 
 #include "ftm/command.h"
@@ -38,6 +38,18 @@ struct loop_buffers {
 };
 loop_buffers buf;
 
+// A station port whose far end hung up reads end-of-file at once on every
+// pass: it is left out of the wait and looked at again on this slow timer,
+// so it neither starves the other sources nor spins the loop.
+constexpr int64_t HANGUP_LOOK_MS = 1000;
+struct port_watch {
+	bool hung = false;
+	int64_t since = 0;
+};
+port_watch uart_watch, usb_watch;
+
+bool look_at(const port_watch &w) { return !w.hung || plat::now_ms() - w.since >= HANGUP_LOOK_MS; }
+
 // Key counters; never reset.
 uint16_t keycode, key_send, key_end;
 pthread_t powerkey_thread;
@@ -49,18 +61,34 @@ void shell_log_step()
 	plat::system(buf.command);
 }
 
-void set_input_fd(fd_set *set)
+// The loop's sources, in the order a pass serves them.
+enum source { UART, USB, KEYPAD, JOG_BALL, TOUCH, SOURCE_COUNT };
+
+// poll, not an fd_set: a descriptor of any number can be waited on.
+struct input_set {
+	pollfd fds[SOURCE_COUNT];
+};
+
+void set_input_fd(input_set *set)
 {
-	if (loop.usb_fd < 0 && hal::get_usb_fd(&loop.usb_fd) != 0)
+	if (loop.usb_fd < 0 && look_at(usb_watch) && hal::get_usb_fd(&loop.usb_fd) != 0) {
 		loop.usb_fd = -1;
-	FD_ZERO(set);
-	for (int fd : {loop.uart_fd, loop.usb_fd, loop.keypad_fd, loop.jog_ball_fd, loop.touch_fd}) {
-		if (fd < 0 || fd >= FD_SETSIZE)
-			continue;
-		FD_SET(fd, set);
-		if (fd > loop.max_fd)
-			loop.max_fd = fd;
+		if (usb_watch.hung)
+			usb_watch.since = plat::now_ms();
 	}
+	const int uart = look_at(uart_watch) ? loop.uart_fd : -1;
+	const int usb = look_at(usb_watch) ? loop.usb_fd : -1;
+	const int fds[SOURCE_COUNT] = {uart, usb, loop.keypad_fd, loop.jog_ball_fd, loop.touch_fd};
+	for (int i = 0; i < SOURCE_COUNT; ++i) {
+		set->fds[i] = {fds[i] < 0 ? -1 : fds[i], POLLIN, 0};  // poll skips a negative one
+		if (fds[i] > loop.max_fd)
+			loop.max_fd = fds[i];
+	}
+}
+
+bool is_ready(const input_set &set, source s)
+{
+	return set.fds[s].fd >= 0 && (set.fds[s].revents & (POLLIN | POLLHUP | POLLERR)) != 0;
 }
 
 void *thread_powerkey_detection(void *)
@@ -110,11 +138,36 @@ void update_powerkey_thread()
 	}
 }
 
+void port_hung_up(port_watch &w, int fd)
+{
+	if (!w.hung)
+		DBG("port %d hung up; looked at again every %d ms\n", fd, static_cast<int>(HANGUP_LOOK_MS));
+	w.hung = true;
+	w.since = plat::now_ms();
+	// The USB port is the daemon's own: closed, so that a station that comes
+	// back on a new device is opened afresh.
+	if (fd == loop.usb_fd && fd != loop.uart_fd) {
+		hal::close_usb_fd();
+		loop.usb_fd = -1;
+		if (loop.act_fd == fd)
+			loop.act_fd = loop.uart_fd;
+		if (loop.log_fd == fd)
+			loop.log_fd = -1;
+	}
+}
+
 void command_step()
 {
+	port_watch &watch = loop.act_fd == loop.uart_fd ? uart_watch : usb_watch;
 	ssize_t n = plat::read(loop.act_fd, buf.command, COMMAND_SIZE);
-	if (n <= 0)
+	if (n <= 0) {
+		if (plat::is_hung_up(loop.act_fd))
+			port_hung_up(watch, loop.act_fd);
 		return;
+	}
+	if (watch.hung)
+		DBG("port %d is back\n", loop.act_fd.load());
+	watch.hung = false;
 	check_tapp_command(buf.command, static_cast<size_t>(n), buf.answer, sizeof buf.answer);
 	report_hangups();
 	shell_log_step();
@@ -234,6 +287,7 @@ void reset_loop_globals()
 	loop.ftm_test_mode = NORMAL_TEST_MODE;
 	loop.exitpwrkey_thread = 1;
 	loop.cap_touch_flag = loop.virtual_key_flag = 0;
+	uart_watch = usb_watch = {};
 }
 
 int write_response(int fd, const char *text) { return static_cast<int>(plat::write(fd, text, std::strlen(text))); }
@@ -273,27 +327,26 @@ int connect_port_init_main(int fd)
 
 void ftm_main()
 {
-	timeval timeout{3, 0};  // set once: after the first expiry the loop polls
+	int64_t timeout_ms = 3000;  // set once: after the first expiry the loop polls
 	start_up();
 	for (;;) {
 		std::memset(buf.answer, 0, sizeof buf.answer);
 		std::memset(buf.command, 0, sizeof buf.command);
-		fd_set set;
+		input_set set;
 		set_input_fd(&set);
-		plat::select(loop.max_fd + 1, &set, nullptr, nullptr, &timeout);
+		plat::poll_left(set.fds, SOURCE_COUNT, &timeout_ms);
 
-		if (loop.uart_fd >= 0 && FD_ISSET(loop.uart_fd, &set)) {
+		if (is_ready(set, UART)) {
 			loop.act_fd = loop.uart_fd;
 			loop.log_fd = loop.usb_fd;
 			command_step();
-		} else if (loop.usb_fd >= 0 && FD_ISSET(loop.usb_fd, &set)) {
+		} else if (is_ready(set, USB)) {
 			loop.act_fd = loop.usb_fd;
 			loop.log_fd = loop.uart_fd;
 			command_step();
-		} else if ((loop.keypad_fd >= 0 && FD_ISSET(loop.keypad_fd, &set)) ||
-		           (loop.jog_ball_fd >= 0 && FD_ISSET(loop.jog_ball_fd, &set))) {
+		} else if (is_ready(set, KEYPAD) || is_ready(set, JOG_BALL)) {
 			key_step();
-		} else if (loop.touch_fd >= 0 && FD_ISSET(loop.touch_fd, &set)) {
+		} else if (is_ready(set, TOUCH)) {
 			touch_step();
 		}
 	}

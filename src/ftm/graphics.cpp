@@ -160,11 +160,14 @@ int draw_str(int x, int y, int r, int g, int b, int scale, const char *format, .
 	const long cell = 8L * scale;
 	long cx = x, cy = y;
 	int lines = 0;
+	// The panel's sizes are unsigned, and so is each test against them: a
+	// panel not yet set up (size 0) wraps round, a negative place is far out.
+	const auto u32 = [](long v) { return static_cast<uint32_t>(v); };
 	for (int i = 0; i < n; ++i) {
 		unsigned char c = static_cast<unsigned char>(text[i]);
 		if (c == '\n') {
 			// At the bottom the last line is overprinted.
-			if (static_cast<long>(gfx.lcd_height) - cell - 10 > cy) {
+			if (gfx.lcd_height - u32(cell) - 10u > u32(cy)) {
 				++lines;
 				cy += cell + 2;
 			}
@@ -172,7 +175,7 @@ int draw_str(int x, int y, int r, int g, int b, int scale, const char *format, .
 		} else if (c <= 31) {
 			cx += cell;
 		} else {
-			if (cell + cx + 10 > static_cast<long>(gfx.lcd_width)) {
+			if (u32(cell) + u32(cx) + 10u > gfx.lcd_width) {
 				cy += cell;
 				++lines;
 				cx = 0;

@@ -54,9 +54,9 @@ int bb_light_sensor_test(ftm::tapp_record *r)
 	int value = plat::ioctl(fd, ALSPS_LIGHT_READ, uintptr_t{0});
 	if (plat::ioctl(fd, ALSPS_LIGHT_OFF, uintptr_t{0}) < 0)
 		return fail(r, __func__, "light sensor turn off failed\n");
-	// One result byte: a reading above 255 (or a failed one) keeps its low
-	// byte rather than overrunning the frame's declared length.
-	std::snprintf(r->result, sizeof r->result, "%02x", static_cast<unsigned>(value) & 0xFF);
+	// The whole value, as wide as it prints: a reading above 255 or a failed
+	// one (-1) gives more digits than the declared length of 1, as on the phone.
+	std::snprintf(r->result, sizeof r->result, "%02x", static_cast<unsigned>(value));
 	return 0;
 }
 

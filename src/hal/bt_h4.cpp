@@ -3,7 +3,6 @@
 #include <array>
 #include <cstdio>
 #include <fcntl.h>
-#include <sys/select.h>
 
 #include "ftm/debug.h"
 #include "hal/bt_soc.h"
@@ -121,13 +120,8 @@ int bt_hci_soc_nread(uint8_t *buffer, int count)
 		int fd = bt_state.fd_ttyHS0;
 		// A port that never opened fails the wait at once, as select does.
 		int ready = -1;
-		if (fd >= 0 && fd < FD_SETSIZE) {
-			fd_set rd;
-			FD_ZERO(&rd);
-			FD_SET(fd, &rd);
-			timeval tv{0, BT_READ_TIMEOUT_US};
-			ready = plat::select(fd + 1, &rd, nullptr, nullptr, &tv);
-		}
+		if (fd >= 0)
+			ready = plat::wait_fd(fd, POLLIN, BT_READ_TIMEOUT_US / 1000);
 		if (ready < 1) {
 			DBG("bt_hci_soc_nread: read BT SoC timed out.\n");
 			return got;

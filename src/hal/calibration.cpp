@@ -38,15 +38,11 @@ constexpr unsigned RETRY_US = 1000;
 
 bool wait_ready(int fd, bool for_write)
 {
-	if (fd < 0 || fd >= FD_SETSIZE) {
+	if (fd < 0) {
 		plat::usleep(POLL_US);
 		return false;
 	}
-	fd_set set;
-	FD_ZERO(&set);
-	FD_SET(fd, &set);
-	timeval tv{0, POLL_US};
-	int r = plat::select(fd + 1, for_write ? nullptr : &set, for_write ? &set : nullptr, nullptr, &tv);
+	int r = plat::wait_fd(fd, for_write ? POLLOUT : POLLIN, POLL_US / 1000);
 	if (r < 0)
 		plat::usleep(POLL_US);
 	return r > 0;
@@ -159,6 +155,8 @@ ssize_t receive_data(int fd, uint8_t *buffer, size_t capacity)
 		}
 		ssize_t n = plat::read(fd, buffer + total, capacity - total);
 		if (n < 1) {
+			if (plat::is_hung_up(fd))
+				return -1;
 			plat::usleep(RETRY_US);
 			continue;
 		}
@@ -223,6 +221,11 @@ int cali_mode()
 
 	for (;;) {
 		ssize_t n = receive_data(port, buffer, sizeof buffer);
+		// No closing packet can come from a station that has hung up.
+		if (n < 0) {
+			DBG("the station hung up: bridge closed\n");
+			break;
+		}
 		if (is_close_packet(buffer))
 			break;
 		forward_packet(buffer, n);

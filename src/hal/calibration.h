@@ -43,7 +43,8 @@ int connect_port_setting_restore(int fd);
 // until the bridge is told to stop.
 ssize_t send_data(int fd, const uint8_t *bytes, size_t count);
 // One packet: bytes up to a read that ends in '~' (or "~\r", which counts
-// without its '\r'). Waits for the station as long as it takes.
+// without its '\r'). Waits for the station as long as it takes; -1 once the
+// station has hung up.
 ssize_t receive_data(int fd, uint8_t *buffer, size_t capacity);
 // 0 when a and b agree over the longer one's length, at most 10 characters.
 int is2chars(const char *a, const char *b);

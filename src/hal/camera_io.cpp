@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <sys/ioctl.h>
-#include <sys/select.h>
 
 namespace hal {
 
@@ -29,11 +28,7 @@ struct nonblocking {
 bool wait_writable(int fd, int64_t deadline_ms)
 {
 	while (plat::now_ms() < deadline_ms) {
-		fd_set set;
-		FD_ZERO(&set);
-		FD_SET(fd, &set);
-		timeval slice{0, 100000};
-		int r = plat::select(fd + 1, nullptr, &set, nullptr, &slice);
+		int r = plat::wait_fd(fd, POLLOUT, 100);
 		if (r > 0)
 			return true;
 		if (r < 0 && errno != EINTR)

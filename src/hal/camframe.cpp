@@ -24,7 +24,7 @@ namespace {
 constexpr unsigned long MSMFB_BLIT = 0x40046D02;
 constexpr const char *FB_PATH = "/dev/graphics/fb0";
 constexpr unsigned RETRY_US = 100000;
-constexpr long SELECT_US = 500000;
+constexpr int WAIT_MS = 500;
 // A thread that neither starts nor fails within this is given up on.
 constexpr auto LAUNCH_LIMIT = std::chrono::seconds(5);
 // The framebuffer thread looks at its exit flag at least this often.
@@ -213,11 +213,7 @@ void *cam_frame(void *arg)
 	std::array<uint8_t, 36> crop{};
 	int64_t last = now_us();
 	for (;;) {
-		fd_set fds;
-		FD_ZERO(&fds);
-		FD_SET(camframe.camerafd1, &fds);
-		timeval tv{0, SELECT_US};
-		int retval = plat::select(camframe.camerafd1 + 1, &fds, nullptr, nullptr, &tv);
+		int retval = plat::wait_fd(camframe.camerafd1, POLLIN, WAIT_MS);
 		std::fprintf(stderr, "camerafd1 = %d\n", camframe.camerafd1);
 		std::fprintf(stderr, "retval = %d\n", retval);
 		if (retval <= 0) {

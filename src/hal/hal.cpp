@@ -63,6 +63,14 @@ const char *hal_get_name(int index)
 
 void hal_reset_cache() { cache.fill(-1); }
 
+void close_usb_fd()
+{
+	int &fd = cache[1];
+	if (fd >= 0)
+		plat::close(fd);
+	fd = -1;
+}
+
 int get_uart_fd(int *out) { return get_fd(0, out); }
 int get_usb_fd(int *out) { return get_fd(1, out); }
 int get_keypad_fd(int *out) { return get_fd(2, out); }

@@ -31,5 +31,8 @@ int get_jogball_fd(int *out);
 
 // Forgets every cached descriptor (for tests; the daemon never closes them).
 void hal_reset_cache();
+// Closes the USB port and forgets it, so the next get_usb_fd opens the
+// device again: a station that hung up may come back on a new one.
+void close_usb_fd();
 
 }  // namespace hal

@@ -5,10 +5,12 @@
 // platform_sim (the simulated board, see src/sim/).
 #pragma once
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <ctime>
+#include <poll.h>
 #include <sys/select.h>
 #include <sys/stat.h>
 #include <sys/statfs.h>
@@ -30,6 +32,31 @@ int ioctl(int fd, unsigned long request, T *arg)
 	return ioctl(fd, request, reinterpret_cast<uintptr_t>(arg));
 }
 int select(int nfds, fd_set *rd, fd_set *wr, fd_set *ex, timeval *timeout);
+// The wait for any descriptor number (select's set ends at FD_SETSIZE).
+// timeout_ms < 0 waits for ever.
+int poll(pollfd *fds, nfds_t n, int timeout_ms);
+// poll for at most *left_ms, leaving the time not slept in *left_ms as
+// Linux's select does with its timeout.
+int poll_left(pollfd *fds, nfds_t n, int64_t *left_ms);
+// One descriptor, answered as select would: 1 ready (or hung up), 0 timed
+// out, -1 failed (a closed descriptor gives EBADF).
+inline int wait_fd(int fd, short events, int timeout_ms)
+{
+	pollfd p{fd, events, 0};
+	int r = plat::poll(&p, 1, timeout_ms);
+	if (r > 0 && (p.revents & POLLNVAL)) {
+		errno = EBADF;
+		return -1;
+	}
+	return r;
+}
+// The far end of a port has gone (a pty's master closed, a serial line or
+// USB host hung up): what a read of 0 or EIO then means.
+inline bool is_hung_up(int fd)
+{
+	pollfd p{fd, POLLIN, 0};
+	return plat::poll(&p, 1, 0) > 0 && (p.revents & (POLLHUP | POLLERR)) != 0;
+}
 void *mmap(void *addr, size_t len, int prot, int flags, int fd, off_t off);
 int munmap(void *addr, size_t len);
 int socket(int domain, int type, int protocol);

@@ -10,6 +10,8 @@
 #include <cstring>
 #include <fcntl.h>
 #include <fstream>
+#include <memory>
+#include <mutex>
 #include <poll.h>
 #include <pty.h>
 #include <string>
@@ -77,19 +79,20 @@ std::string hex_line(const uint8_t *p, size_t n)
 	return line + "\n";
 }
 
-class BtSoc : public Device {
+// The SoC: one per board, however often the daemon opens its UART. Each
+// open gets one more descriptor on the same pty, as the phone's driver
+// gives, and the model's own descriptors and thread stay one set.
+class BtSoc {
 public:
 	BtSoc(Board &board, int master, int slave, int wake_read, int wake_write)
 	    : board_(board), master_(master), slave_(slave), wake_read_(wake_read), wake_write_(wake_write),
 	      snoop_(board.num("bt.snoop", 1) ? board.root() + "/var/bt_snoop.log" : std::string())
 	{
 		::mkdir((board.root() + "/var").c_str(), 0755);
-		std::ofstream(board.root() + "/var/bt_tags", std::ios::trunc);
-		std::ofstream(board.root() + "/var/bt_pokes", std::ios::trunc);
 		thread_ = std::thread([this] { run(); });
 	}
 
-	~BtSoc() override
+	~BtSoc()
 	{
 		char b = 1;
 		ssize_t n = ::write(wake_write_, &b, 1);
@@ -98,11 +101,24 @@ public:
 		for (int fd : {master_, slave_, wake_read_, wake_write_})
 			::close(fd);
 	}
+	BtSoc(const BtSoc &) = delete;
+	BtSoc &operator=(const BtSoc &) = delete;
 
-	int stream_fd() override { return slave_; }
+	Board &board() { return board_; }
+	int slave() const { return slave_; }
+
+	// A new open of the UART: a fresh bring-up's records.
+	void opened()
+	{
+		std::lock_guard lock(mutex_);
+		std::ofstream(board_.root() + "/var/bt_tags", std::ios::trunc);
+		std::ofstream(board_.root() + "/var/bt_pokes", std::ios::trunc);
+		commands_ = 0;
+		bd_addr_ = {};
+	}
 
 	// termios goes to the real pty; what the daemon sets is kept for tests.
-	int ioctl(unsigned long request, uintptr_t arg) override
+	int ioctl(unsigned long request, uintptr_t arg)
 	{
 		int r = ::ioctl(slave_, request, arg);
 		if (r == 0 && request == kTcsets) {
@@ -128,9 +144,21 @@ private:
 	Board &board_;
 	int master_, slave_, wake_read_, wake_write_;
 	BtSnoop snoop_;
+	std::mutex mutex_;  // a bring-up's records, between an open and the model thread
 	std::thread thread_;
 	long commands_ = 0;
 	std::array<uint8_t, 6> bd_addr_ = {0x00, 0x00, 0x00, 0x00, 0x00, 0x00};
+};
+
+// One open of /dev/ttyHS0.
+class BtUart : public Device {
+public:
+	explicit BtUart(std::shared_ptr<BtSoc> soc) : soc_(std::move(soc)) {}
+	int stream_fd() override { return soc_->slave(); }
+	int ioctl(unsigned long request, uintptr_t arg) override { return soc_->ioctl(request, arg); }
+
+private:
+	std::shared_ptr<BtSoc> soc_;
 };
 
 bool BtSoc::wait_ms(int ms)
@@ -192,6 +220,7 @@ void BtSoc::run()
 			Packet cmd(in.begin(), in.begin() + 4 + in[3]);
 			in.erase(in.begin(), in.begin() + static_cast<long>(cmd.size()));
 			snoop_.record(cmd, false);
+			std::lock_guard lock(mutex_);
 			serve(cmd);
 		}
 	}
@@ -286,9 +315,7 @@ std::vector<Packet> BtSoc::answer(uint16_t opcode, const uint8_t *params, size_t
 	return {event(0xFF, {0x01, 0x00, n >= 1 ? params[0] : uint8_t{0}}), command_complete(opcode)};
 }
 
-}  // namespace
-
-std::unique_ptr<Device> open_bt_soc(Board &board, int /*flags*/)
+std::shared_ptr<BtSoc> make_soc(Board &board)
 {
 	int master = -1, slave = -1;
 	if (::openpty(&master, &slave, nullptr, nullptr, nullptr) != 0)
@@ -302,7 +329,26 @@ std::unique_ptr<Device> open_bt_soc(Board &board, int /*flags*/)
 	::fcntl(master, F_SETFD, FD_CLOEXEC);
 	::fcntl(slave, F_SETFD, FD_CLOEXEC);
 	::fcntl(master, F_SETFL, ::fcntl(master, F_GETFL) | O_NONBLOCK);
-	return std::make_unique<BtSoc>(board, master, slave, wake[0], wake[1]);
+	return std::make_shared<BtSoc>(board, master, slave, wake[0], wake[1]);
+}
+
+}  // namespace
+
+std::unique_ptr<Device> open_bt_soc(Board &board, int /*flags*/)
+{
+	// The SoC lives while any open of its UART does.
+	static std::mutex mutex;
+	static std::weak_ptr<BtSoc> current;
+	std::lock_guard lock(mutex);
+	std::shared_ptr<BtSoc> soc = current.lock();
+	if (!soc || &soc->board() != &board) {
+		soc = make_soc(board);
+		if (!soc)
+			return nullptr;
+		current = soc;
+	}
+	soc->opened();
+	return std::make_unique<BtUart>(soc);
 }
 
 }  // namespace sim

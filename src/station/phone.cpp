@@ -142,6 +142,21 @@ bool Phone::attach_usb()
 	return ::symlink(usb_slave_name_.c_str(), link.c_str()) == 0;
 }
 
+void Phone::hang_up_wired() { close_fd(wired_master_); }
+
+void Phone::hang_up_usb() { close_fd(usb_master_); }
+
+bool Phone::replug_usb()
+{
+	close_fd(usb_master_);
+	close_fd(usb_slave_);
+	if (!open_pty(&usb_master_, &usb_slave_, &usb_slave_name_))
+		return false;
+	std::string link = options_.board_dir + "/dev/ttyHSUSB1";
+	::unlink(link.c_str());
+	return attach_usb();
+}
+
 bool Phone::running()
 {
 	if (pid_ <= 0)

@@ -27,6 +27,11 @@ public:
 
 	// Makes dev/ttyHSUSB1 appear: the cable is plugged in.
 	bool attach_usb();
+	// The station's end of a port goes away: the daemon's end is hung up.
+	void hang_up_wired();
+	void hang_up_usb();
+	// A new USB port in place of the old one: the cable plugged in again.
+	bool replug_usb();
 
 	int wired() const { return wired_master_; }  // the station's end of each port
 	int usb() const { return usb_master_; }

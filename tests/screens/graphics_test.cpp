@@ -260,3 +260,29 @@ TEST_F(Panel, AHugeScaleOrFarPositionOnlyClipsToThePanel)
 }
 
 }  // namespace
+
+TEST_F(Panel, NewlineAndWrapTestsAreUnsignedAsThePanelSizes)
+{
+	// lines returned for "\n" and for "ab" at a given start on a panel of a
+	// given size; a size of 0 is a panel not yet set up.
+	struct row {
+		uint32_t width, height;
+		int y, scale;
+		int newline_lines, wrap_lines;
+	};
+	const row rows[] = {
+	    {0, 0, 100, 1, 2, 3},      // 0 - 8 - 10 wraps round: the newline moves down
+	    {0, 0, 100, 2, 2, 3},
+	    {64, 48, -5, 1, 1, 1},     // a start above the panel counts as far below it
+	    {64, 48, 29, 1, 2, 1},
+	    {64, 48, 30, 1, 1, 1},     // the last line is overprinted
+	    {16, 48, 0, 1, 2, 3},      // 8 + 0 + 10 > 16: every glyph wraps
+	};
+	for (const row &r : rows) {
+		use(r.width, r.height, 16);
+		EXPECT_EQ(ftm::draw_str(0, r.y, 31, 63, 31, r.scale, "\n"), r.newline_lines)
+		    << r.width << "x" << r.height << " y " << r.y << " scale " << r.scale;
+		EXPECT_EQ(ftm::draw_str(0, r.y, 31, 63, 31, r.scale, "ab"), r.wrap_lines)
+		    << r.width << "x" << r.height << " y " << r.y << " scale " << r.scale;
+	}
+}

@@ -29,6 +29,20 @@ TEST(LightSensor, FramedReadingIsTheValueAndTheSensorIsOffAfter)
 	EXPECT_EQ(result_of(phone.ask(station::bb_frame(1, ACCESSORY, {0x02}))), std::vector<uint8_t>{200});
 }
 
+TEST(LightSensor, FramedReadingIsNotCutToAByte)
+{
+	// "%02x" of the whole value, whatever its width; the result length stays 1.
+	struct row {
+		const char *setting, *value, *tail;
+	};
+	for (const row &r : {row{"alsps.light", "300", "0012c55\nOK\n"}, row{"alsps.fail_ioctl", "5", "00ffffffffb8\nOK\n"}}) {
+		SimPhone phone(board({{r.setting, r.value}}));
+		std::string answer = phone.ask(station::bb_frame(1, ACCESSORY, {0x02}));
+		EXPECT_TRUE(answer.starts_with("*TAPP=")) << answer;
+		EXPECT_TRUE(answer.ends_with(r.tail)) << r.setting << " " << r.value << ": " << answer;
+	}
+}
+
 TEST(LightSensor, FramedFailuresAnswer01)
 {
 	SimPhone phone(board({{"alsps.present", "0"}}));

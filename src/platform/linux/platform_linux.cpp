@@ -1,4 +1,5 @@
 // The platform on the phone: the real system calls.
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -97,6 +98,14 @@ int ioctl(int fd, unsigned long request, uintptr_t arg) { return ::ioctl(fd, req
 int select(int nfds, fd_set *rd, fd_set *wr, fd_set *ex, timeval *timeout)
 {
 	return ::select(nfds, rd, wr, ex, timeout);
+}
+int poll(pollfd *fds, nfds_t n, int timeout_ms) { return ::poll(fds, n, timeout_ms); }
+int poll_left(pollfd *fds, nfds_t n, int64_t *left_ms)
+{
+	int64_t start = now_ms();
+	int r = ::poll(fds, n, static_cast<int>(std::clamp<int64_t>(*left_ms, 0, INT32_MAX)));
+	*left_ms = std::max<int64_t>(0, *left_ms - (now_ms() - start));
+	return r;
 }
 void *mmap(void *addr, size_t len, int prot, int flags, int fd, off_t off)
 {

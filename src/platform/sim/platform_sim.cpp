@@ -172,6 +172,25 @@ int select(int nfds, fd_set *rd, fd_set *wr, fd_set *ex, timeval *timeout)
 	return r;
 }
 
+int poll(pollfd *fds, nfds_t n, int timeout_ms)
+{
+	if (timeout_ms <= 0)
+		return ::poll(fds, n, timeout_ms);
+	double ms = std::ceil(static_cast<double>(timeout_ms) * board().time_scale());
+	return ::poll(fds, n, static_cast<int>(std::min(ms, 2e9)));
+}
+
+int poll_left(pollfd *fds, nfds_t n, int64_t *left_ms)
+{
+	// The board's clock may run fast: the caller's time is the board's.
+	double scale = board().time_scale();
+	int64_t start = now_ms();
+	int r = plat::poll(fds, n, static_cast<int>(std::clamp<int64_t>(*left_ms, 0, INT32_MAX)));
+	auto slept = static_cast<int64_t>(static_cast<double>(now_ms() - start) / scale);
+	*left_ms = std::max<int64_t>(0, *left_ms - slept);
+	return r;
+}
+
 void *mmap(void *addr, size_t len, int prot, int flags, int fd, off_t off)
 {
 	if (auto dev = devices().find(fd))
