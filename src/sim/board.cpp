@@ -1,8 +1,10 @@
 #include "sim/board.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <dirent.h>
 #include <fcntl.h>
 #include <fstream>
 #include <sstream>
@@ -168,6 +170,33 @@ bool Board::save_state(std::string_view name, std::string_view data)
 		return false;
 	}
 	return true;
+}
+
+int Board::remove_stale_temporaries()
+{
+	std::string dir = root_ + "/var";
+	DIR *d = ::opendir(dir.c_str());
+	if (!d)
+		return 0;
+	int removed = 0;
+	while (dirent *e = ::readdir(d)) {
+		// name.tmp.<pid>: only whole numbers after the last ".tmp." count.
+		std::string_view name = e->d_name;
+		size_t at = name.rfind(".tmp.");
+		if (at == std::string_view::npos || at == 0)
+			continue;
+		std::string_view digits = name.substr(at + 5);
+		if (digits.empty() || digits.size() > 9 ||
+		    digits.find_first_not_of("0123456789") != std::string_view::npos)
+			continue;
+		pid_t pid = static_cast<pid_t>(std::stol(std::string(digits)));
+		if (pid == ::getpid() || ::kill(pid, 0) == 0 || errno != ESRCH)
+			continue;
+		if (::unlink((dir + "/" + std::string(name)).c_str()) == 0)
+			++removed;
+	}
+	::closedir(d);
+	return removed;
 }
 
 void Board::kmsg_write(std::string_view text)

@@ -31,6 +31,9 @@ public:
 	// renamed, so a kill in the middle of a write leaves the old contents.
 	std::string load_state(std::string_view name);
 	bool save_state(std::string_view name, std::string_view data);
+	// Removes the temporary files of saves that a killed process left in
+	// var/; a live process's, and every stored value, are kept. The count.
+	int remove_stale_temporaries();
 
 	// Appends a line to the board's kernel log, as a write to /dev/kmsg does.
 	void kmsg_write(std::string_view text);

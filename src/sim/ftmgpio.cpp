@@ -202,7 +202,7 @@ public:
 		if (n == 0)
 			return 0;
 		const auto *in = static_cast<const unsigned char *>(buf);
-		update([&](State &s) {
+		bool saved = update([&](State &s) {
 			switch (op_) {
 			case kPinInit: s.pins[arg_].direction = in[0] ? 1 : 0; break;
 			case kSetOutput: s.pins[arg_].level = in[0] ? 1 : 0; break;
@@ -214,6 +214,8 @@ public:
 			default: break;
 			}
 		});
+		if (!saved)
+			return store_failure();
 		return static_cast<ssize_t>(n);
 	}
 
@@ -285,13 +287,24 @@ private:
 
 	State load() { return parse(board_.load_state(kStateName)); }
 
+	// false: the board could not keep it (var/ full), so nothing was stored.
 	template <typename F>
-	void update(F change)
+	bool update(F change)
 	{
 		std::lock_guard lock(state_mutex);
 		State s = load();
 		change(s);
-		board_.save_state(kStateName, format(s));
+		return board_.save_state(kStateName, format(s));
+	}
+
+	// A block write that could not be kept took no bytes; a single item
+	// written to the modem's memory fails with an error.
+	ssize_t store_failure() const
+	{
+		if (op_ == kSetPid || op_ == kSetTestFlag)
+			return 0;
+		errno = ENOSPC;
+		return -1;
 	}
 
 	Board &board_;

@@ -1,6 +1,7 @@
 // The NVM tags: table choice by silicon and options, the text NVM, and its
 // parser on good and bad text.
 #include <gtest/gtest.h>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -80,6 +81,7 @@ TEST_F(Nvm, TheTextOfThe4025B1YieldsItsSeventeenTagsInFileOrder)
 	std::vector<Bytes> tags = parse(bt::BT_SOC_4025_B1, text);
 	EXPECT_EQ(numbers(tags), (std::vector<int>{28, 36, 40, 41, 95, 99, 111, 112, 113, 114, 115, 116, 119, 120, 121,
 	                                            123, 126}));
+	ASSERT_EQ(tags.size(), 17u);
 	for (const Bytes &t : tags) {
 		EXPECT_EQ(t[0], static_cast<uint8_t>(t[3] + 3));
 		EXPECT_EQ(t[1], bt::NVM_WRITE_TAG);
@@ -251,6 +253,79 @@ TEST_F(Nvm, OtherSiliconsCustomSlots)
 	EXPECT_EQ(custom_tag(72)[0], 68);
 	bt::bt_soc_nvm_vs_update_nvm_entries(bt::BT_SOC_UNKNOWN, &config_);
 	EXPECT_EQ(custom(), (std::vector<int>{37, 38, 97, 99}));
+}
+
+}  // namespace
+
+namespace {
+
+// The text NVM's tags as number/length, in file order, and each value
+// carrying as many two-digit bytes as its length says.
+TEST(NvmText, EveryTagNumberLengthAndValueOfTheText)
+{
+	const std::vector<std::pair<int, int>> want = {
+	    {2, 6},     {6, 8},    {17, 7},   {27, 1},   {28, 15},  {32, 2},   {36, 35},  {37, 22},  {39, 4},  {40, 18},
+	    {41, 22},   {42, 10},  {78, 2},   {95, 11},  {99, 1},   {100, 135}, {101, 71}, {102, 107}, {103, 67}, {104, 51},
+	    {105, 63},  {106, 43}, {107, 67}, {108, 55}, {109, 95}, {110, 67}, {111, 103}, {112, 15}, {113, 19}, {114, 55},
+	    {115, 15},  {116, 16}, {119, 248}, {120, 30}, {121, 62}, {123, 157}, {126, 26},
+	};
+	const std::string text = bt::bt_soc_nvm_BTS4025_B1_32Mhz;
+	EXPECT_TRUE(text.starts_with(" ;[General] ;Signature = windows ;FormatVersion = 1.0 ;"));
+	EXPECT_NE(text.find("[Tag] ;Num = 37 ; ;"), std::string::npos);
+	const std::regex tag("\\[Tag(\\d+)\\] ;TagNum = (\\d+) ;TagLength = (\\d+) ;TagValue = ((?:[0-9A-F]{2} )*) ;");
+	std::vector<std::pair<int, int>> got;
+	for (auto m = std::sregex_iterator(text.begin(), text.end(), tag); m != std::sregex_iterator(); ++m) {
+		EXPECT_EQ(std::stoi((*m)[1]), static_cast<int>(got.size()));
+		int len = std::stoi((*m)[3]);
+		got.emplace_back(std::stoi((*m)[2]), len);
+		EXPECT_EQ((*m)[4].length(), static_cast<size_t>(3 * len)) << "tag " << (*m)[2];
+	}
+	EXPECT_EQ(got, want);
+	EXPECT_TRUE(text.ends_with(" ;"));
+}
+
+// Each silicon's fixed table as tag numbers in sending order: the address,
+// tags 4 and 5, then its own.
+TEST(NvmTables, EveryFixedTableInSendingOrder)
+{
+	bt_test::unit_board();
+	const std::vector<int> head = {2, 4, 5};
+	const std::vector<int> common = {17, 27, 44, 45, 46, 53, 55, 57, 70, 71, 76, 95};
+	auto join = [&](std::vector<int> tail) {
+		std::vector<int> all = head;
+		all.insert(all.end(), tail.begin(), tail.end());
+		return all;
+	};
+	auto with_common = [&](std::vector<int> before, std::vector<int> after) {
+		before.insert(before.end(), common.begin(), common.end());
+		before.insert(before.end(), after.begin(), after.end());
+		return join(before);
+	};
+	const std::vector<std::pair<uint8_t, std::vector<int>>> tables = {
+	    {2, with_common({6}, {})},
+	    {4, with_common({}, {106, 107, 108})},
+	    {5, with_common({}, {106, 107, 108})},
+	    {7, with_common({}, {})},
+	    {8, join({6, 17, 27, 28, 36, 39, 40, 44, 45, 46, 53, 55, 57, 70, 71, 72, 78, 95, 107, 108, 111, 112, 113, 116,
+	              119, 123})},
+	    {9, join({17, 27, 40, 44, 45, 46, 53, 55, 57, 70, 71, 72, 95, 112, 113, 114, 115})},
+	    {10, join({17, 27, 39, 44, 45, 46, 53, 55, 57, 70, 71})},
+	    {11, join({6, 17, 27, 28, 44, 45, 46, 53, 55, 57, 70, 71, 76, 78, 95, 116})},
+	    {255, join({6, 17, 27, 28, 44, 45, 46, 53, 55, 57, 70, 71, 76, 78, 95, 116})},
+	};
+	for (const auto &[soc, want] : tables) {
+		bt::bt_nvm_config c{};
+		ASSERT_EQ(bt::bt_soc_nvm_vs_update_nvm_entries(soc, &c), 1) << int(soc);
+		std::vector<int> got;
+		for (int i = 0; i < c.fixed_count; ++i) {
+			const uint8_t *t = c.fixed_table[i];
+			got.push_back(t[2]);
+			EXPECT_EQ(t[0], t[3] + 3) << int(soc) << " tag " << int(t[2]);
+			EXPECT_EQ(t[1], bt::NVM_WRITE_TAG);
+		}
+		EXPECT_EQ(got, want) << "silicon " << int(soc);
+	}
+	bt::reset_bt_globals();
 }
 
 }  // namespace

@@ -45,6 +45,69 @@ TEST(VfeRecords, DefaultsAndTheirFields)
 	EXPECT_EQ(VFE_DefaultRollOffCfgCmd.w[1], 0x2580320u);
 }
 
+// Every default record whole: its size, its command number and each word
+// after it, typed from the DSP's record table; words not listed are zero.
+// The gamma records' tables are their own test.
+TEST(VfeRecords, EveryDefaultRecordWordForWord)
+{
+	struct row {
+		const char *name;
+		std::vector<uint32_t> got;
+		size_t bytes;
+		uint32_t number;
+		std::vector<uint32_t> after;
+		size_t checked = 0;  // words compared; 0: all
+	};
+	const uint32_t scale[] = {0xCA, 0x4AA0634, 0xF00140, 0x4AA0634, 0xF00140, 0, 0x4AA0634, 0xF00140};
+	const std::vector<uint32_t> scale_words(std::begin(scale), std::end(scale));
+	const row rows[] = {
+	    {"Reset", words(VFE_DefaultResetCmd), 4, 0, {}},
+	    {"Start", words(VFE_DefaultStartCmd), 16, 1, {0x20, 0x47, 0}},
+	    {"Stop", words(VFE_DefaultStopCmd), 4, 2, {}},
+	    {"Update", words(VFE_DefaultUpdateCmd), 4, 3, {}},
+	    {"CAMIF", words(VFE_DefaultCAMIFCfgCmd), 36, 4, {0, 0, 0x12C0640, 0x63F, 0x4AF, 0xFFFFFFFF, 0, 0xFFFFFFF}},
+	    {"ActiveRegion", words(VFE_DefaultActiveRegionCfgCmd), 12, 5, {0x63F, 0x4AF}},
+	    {"Demosaic", words(VFE_DefaultDemosaicCfgCmd), 24, 6, {0x7F0030, 0x3FF, 0x3FF000F, 0xFFFFFF, 0xFFF}},
+	    {"InputFormat", words(VFE_DefaultInputFormatCfgCmd), 16, 7, {2, 0x800080, 0x800080}},
+	    {"OutputClamp", words(VFE_DefaultOutputClampCfgCmd), 12, 8, {0xFFFFFF, 0}},
+	    {"ChromaSubsample", words(VFE_DefaultChromaSubsampleCfgCmd), 8, 9, {1}},
+	    {"BlackLevel", words(VFE_DefaultBlackLevelCfgCmd), 20, 10, {}},
+	    {"WhiteBalance", words(VFE_DefaultWhiteBalanceCfgCmd), 8, 11, {0x201A880}},
+	    {"ColorProcessing", words(VFE_DefaultColorProcessingCfgCmd), 60, 12,
+	     {0xF6C021C, 0xF78, 0x27E0EEE, 0xF9A, 0xF660FA4, 0x1F6, 1, 0x800080, 0x7AA07AA, 0x800080, 0x7D607D6, 0x800080,
+	      0x96004D, 0x1D}},
+	    {"AdaptiveFilter", words(VFE_DefaultAdaptiveFilterCfgCmd), 32, 13, {}},
+	    {"FrameSkip", words(VFE_DefaultFrameSkipCfgCmd), 12, 14, {0x3FFFFFFF, 0x3FFFFFFF}},
+	    {"FOV_Crop", words(VFE_DefaultFOV_CropCfgCmd), 12, 15, {0x28003BF, 0x1E002CF}},
+	    {"StatsAutofocus", words(VFE_DefaultStatsAutofocusCfgCmd), 56, 16,
+	     {0x1E, 0x190012C, 0x3200258, 0x3B221900, 0x7F665D44, 0xB3AA9188, 0xF7EED5CC, 0x1FFFDE, 0x1FFA3FF, 0xFF, 0, 0,
+	      0}},
+	    {"StatsWB_EXP", words(VFE_DefaultStatsWB_EXP_CfgCmd), 40, 17, {0x1E, 0xFF000000, 0x1010101, 0, 0, 0xFF, 0, 0, 0}},
+	    {"StatsHistogram", words(VFE_DefaultStatsHistogramCfgCmd), 24, 18, {0xE, 0x190012C, 0x3200258, 0xFF, 0}},
+	    {"Output1Ack", words(VFE_DefaultOutput1AckCmd), 12, 19, {0, 0}},
+	    {"Output2Ack", words(VFE_DefaultOutput2AckCmd), 12, 20, {0, 0}},
+	    {"StatsAutofocusAck", words(VFE_DefaultStatsAutofocusAckCmd), 8, 21, {0}},
+	    {"StatsWB_EXP_Ack", words(VFE_DefaultStatsWB_EXP_AckCmd), 8, 22, {0}},
+	    {"Epoch1Ack", words(VFE_DefaultEpoch1AckCmd), 4, 23, {}},
+	    {"Epoch2Ack", words(VFE_DefaultEpoch2AckCmd), 4, 24, {}},
+	    {"StatsWB_EXP_Update", words(VFE_DefaultStatsWB_EXP_UpdateCmd), 20, 31, {0xFF000000, 0x1010101, 0, 0}},
+	    {"ScaleOutput1", words(VFE_DefaultScaleOutput1CfgCmd), 292, 0, scale_words},
+	    {"ScaleOutput2", words(VFE_DefaultScaleOutput2CfgCmd), 292, 1, scale_words},
+	    {"RGB_Gamma", words(VFE_DefaultRGB_GammaCfgCmd), 1032, 2, {1}, 2},
+	    {"Y_Gamma", words(VFE_DefaultY_GammaCfgCmd), 1032, 3, {1}, 2},
+	    {"RollOff", words(VFE_DefaultRollOffCfgCmd), 520, 4, {0x2580320}},
+	};
+	for (const row &r : rows) {
+		SCOPED_TRACE(r.name);
+		ASSERT_EQ(r.got.size() * 4, r.bytes);
+		std::vector<uint32_t> want(r.bytes / 4, 0);
+		want[0] = r.number;
+		std::copy(r.after.begin(), r.after.end(), want.begin() + 1);
+		size_t n = r.checked ? r.checked : want.size();
+		EXPECT_EQ(std::vector<uint32_t>(r.got.begin(), r.got.begin() + n), std::vector<uint32_t>(want.begin(), want.begin() + n));
+	}
+}
+
 TEST(VfeRecords, ScalerCoefficientTableIsAFilter)
 {
 	for (const auto &row : PolyphaseFilterCoeffs)

@@ -1,6 +1,10 @@
 // Product id, test flag, NV items, fuse and UART clock over the wired port,
 // against the board's /dev/ftmgpio.
 #include <gtest/gtest.h>
+#include <fstream>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <string>
 #include <vector>
@@ -141,6 +145,52 @@ TEST(FactoryData, UartClockSourceFollowsTheFirstCharacter)
 	phone.set_board("gpio.fail.uart_clock", "1");
 	EXPECT_EQ(phone.ask("AT+BAUD=1\n"), "NOTSUPPORTED\n");
 	EXPECT_EQ(state_value(phone, "uart_clock"), "0");
+}
+
+TEST(FactoryData, AWriteTheBoardCannotKeepFailsAndTheStoredValueStays)
+{
+	SimPhone phone;
+	std::vector<uint8_t> pid = pattern(40, 3);
+	ASSERT_EQ(phone.ask("AT+WPID=" + with_checksum(pid) + "\n"), "OK\n");
+	ASSERT_EQ(phone.ask("AT+NV=80290255\n"), "OK\n");
+	const std::string before = phone.file("/var/ftmgpio");
+	// The device's next save cannot be written: its temporary file's place is taken.
+	std::string blocker = phone.path("var/ftmgpio.tmp." + std::to_string(phone.phone().pid()));
+	ASSERT_EQ(::mkdir(blocker.c_str(), 0755), 0);
+	for (const std::string &command : {"AT+WPID=" + with_checksum(pattern(40, 9)) + "\n",
+	                                   "AT+WTSFLAG=" + with_checksum(pattern(64, 9)) + "\n", std::string("AT+NV=80290001\n")})
+		EXPECT_EQ(phone.ask(command), "NOTSUPPORTED\n") << command;
+	EXPECT_EQ(phone.file("/var/ftmgpio"), before);
+	EXPECT_EQ(phone.ask("AT+RPID\n"), hex(pid, false) + "OK\n");
+	::rmdir(blocker.c_str());
+	EXPECT_EQ(phone.ask("AT+NV=80290001\n"), "OK\n");
+	EXPECT_EQ(state_value(phone, "nv.8029"), "1");
+}
+
+TEST(FactoryData, StartUpRemovesTemporariesOfKilledSavesAndKeepsTheStoredValue)
+{
+	SimPhone phone;
+	std::vector<uint8_t> pid = pattern(40, 5);
+	ASSERT_EQ(phone.ask("AT+WPID=" + with_checksum(pid) + "\n"), "OK\n");
+	phone.stop();
+	// A process that has ended, and one that still runs (this test).
+	pid_t dead = ::fork();
+	if (dead == 0)
+		::_exit(0);
+	ASSERT_GT(dead, 0);
+	::waitpid(dead, nullptr, 0);
+	const std::vector<std::string> stale = {"var/ftmgpio.tmp." + std::to_string(dead),
+	                                        "var/bt_tags.tmp." + std::to_string(dead)};
+	const std::vector<std::string> kept = {"var/ftmgpio.tmp." + std::to_string(::getpid()), "var/notes.tmp.x12"};
+	for (const auto *names : {&stale, &kept})
+		for (const std::string &name : *names)
+			std::ofstream(phone.path(name)) << "half a save";
+	phone.boot();
+	for (const std::string &name : stale)
+		EXPECT_NE(::access(phone.path(name).c_str(), F_OK), 0) << name;
+	for (const std::string &name : kept)
+		EXPECT_EQ(::access(phone.path(name).c_str(), F_OK), 0) << name;
+	EXPECT_EQ(phone.ask("AT+RPID\n"), hex(pid, false) + "OK\n");
 }
 
 TEST(FactoryData, NvItemsByTheDigitRule)

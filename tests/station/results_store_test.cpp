@@ -2,6 +2,7 @@
 // marked incomplete, a kill loses nothing committed, bad databases are
 // clear errors.
 #include <gtest/gtest.h>
+#include <libpq-fe.h>
 #include <signal.h>
 #include <sqlite3.h>
 #include <sys/wait.h>
@@ -496,6 +497,30 @@ TEST_F(ResultsStorePg, FourStationProcessesAtOnce)
 		EXPECT_EQ(steps.size(), size_t{kSteps}) << p.port;
 		EXPECT_EQ(p.verdict, "PASS");
 	}
+}
+
+// The server drops the station's connection mid-run: the next write says
+// so, naming the database, and nothing throws or hangs.
+TEST_F(ResultsStorePg, ALostConnectionIsAClearError)
+{
+	std::string where = fresh_database();
+	auto store = open_ok(where);
+	ASSERT_TRUE(store);
+	int64_t run = 0, phone = 0;
+	ASSERT_EQ(store->begin_run({"RF", "full", "pc-1", "t"}, &run), "");
+	ASSERT_EQ(store->begin_phone(run, {"p", "unidentified", "t"}, &phone), "");
+	PGconn *admin = PQconnectdb(where.c_str());
+	ASSERT_EQ(PQstatus(admin), CONNECTION_OK);
+	PGresult *r = PQexec(admin, "SELECT pg_terminate_backend(pid) FROM pg_stat_activity "
+	                            "WHERE datname = current_database() AND pid <> pg_backend_pid()");
+	EXPECT_EQ(PQresultStatus(r), PGRES_TUPLES_OK);
+	EXPECT_EQ(PQntuples(r), 1);
+	PQclear(r);
+	PQfinish(admin);
+	std::string error = store->add_step(phone, sample_steps()[0]);
+	EXPECT_NE(error, "");
+	EXPECT_NE(error.find(where.substr(0, 20)), std::string::npos) << error;
+	EXPECT_NE(store->end_run(run, "t"), "");
 }
 
 TEST_F(ResultsStorePg, ServersThatCannotBeReachedAreClearErrors)

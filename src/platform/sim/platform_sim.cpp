@@ -78,6 +78,8 @@ void init()
 		path += std::string(":") + old;
 	::setenv("PATH", path.c_str(), 1);
 	::setenv("FTM_BOARD", b.root().c_str(), 1);
+	// Saves cut short by a kill leave their temporary files behind.
+	b.remove_stale_temporaries();
 }
 
 int open(const char *path, int flags, unsigned mode)
