@@ -48,6 +48,8 @@ constexpr unsigned PREVIEW_SETTLE_US = 500000;
 constexpr unsigned AF_SETTLE_US = 700000;
 // After CAMERA_EXIT is answered, cam_conf ends within this.
 constexpr int CONF_EXIT_LIMIT_MS = 2000;
+// A sensor probe (power-up, tuning file) is over within this.
+constexpr int CONF_PROBE_LIMIT_MS = 3000;
 
 bool af_sensor() { return camera.g_SensorSelect == SENSOR_OV5642AF; }
 bool preview_stops_after_snapshot()
@@ -71,11 +73,20 @@ void choose_sensor(const char *name)
 
 void start_cam_conf()
 {
-	camera.cam_conf_running = true;
-	camera.cam_conf_thread = std::thread([] {
-		cam_conf(nullptr);
-		camera.cam_conf_running = false;
-	});
+	// Probing from now: the thread may not have run a line when the client looks.
+	cam_conf_phase = conf_phase::probing;
+	camera.cam_conf_thread = std::thread([] { cam_conf(nullptr); });
+}
+
+// Waits, bounded, until cam_conf has probed: serving, or ended. A control
+// command sent while it still probes would be lost with it if the probe
+// fails, and wait out its own time-out.
+conf_phase probed_cam_conf()
+{
+	int64_t limit = plat::now_ms() + CONF_PROBE_LIMIT_MS;
+	while (cam_conf_phase == conf_phase::probing && plat::now_ms() < limit)
+		plat::usleep(1000);
+	return cam_conf_phase;
 }
 
 // cam_conf ends on CAMERA_EXIT; a thread that does not (a driver that
@@ -84,15 +95,15 @@ void stop_cam_conf(bool send_exit)
 {
 	if (!camera.cam_conf_thread.joinable())
 		return;
-	if (send_exit && camera.cam_conf_running) {
+	if (send_exit && probed_cam_conf() == conf_phase::serving) {
 		ctrl_cmd_t cmd{50000, CAMERA_EXIT, 0, nullptr, 0, 0};
 		if (plat::ioctl(camera.camfd, MSM_CAM_IOCTL_CTRL_COMMAND, &cmd) < 0)
 			std::fputs("ioctl with CAMERA_EXIT failed\n", stderr);
 	}
 	int64_t limit = plat::now_ms() + CONF_EXIT_LIMIT_MS;
-	while (camera.cam_conf_running && plat::now_ms() < limit)
+	while (cam_conf_phase != conf_phase::ended && plat::now_ms() < limit)
 		plat::usleep(1000);
-	if (camera.cam_conf_running) {
+	if (cam_conf_phase != conf_phase::ended) {
 		std::fputs("camera: cam_conf did not end; left behind\n", stderr);
 		camera.cam_conf_thread.detach();
 	} else {
@@ -192,10 +203,14 @@ int bring_up()
 	camframe.input_display[0] = DISPLAY_W;
 	camframe.input_display[1] = DISPLAY_H;
 
-	// A cam_conf that ended at start-up answers nothing: its 200-second
-	// time-out would only delay the same failure.
-	if (!camera.cam_conf_running) {
-		std::fputs("native_set_dimension: cam_conf is not running\n", stderr);
+	// A cam_conf that ended at start-up answers nothing, and one still
+	// probing may yet end: the dimension's 200-second time-out would only
+	// delay the same failure.
+	conf_phase phase = probed_cam_conf();
+	if (phase != conf_phase::serving) {
+		std::fputs(phase == conf_phase::ended ? "native_set_dimension: cam_conf is not running\n"
+						      : "native_set_dimension: cam_conf is still probing\n",
+			   stderr);
 		return 7;
 	}
 	if (camera.intrfcCtrl.native_set_dimension(camera.camfd, &d) != 1) {

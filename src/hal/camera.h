@@ -4,7 +4,6 @@
 #pragma once
 
 #include <array>
-#include <atomic>
 #include <cstdint>
 #include <termios.h>
 #include <thread>
@@ -33,7 +32,6 @@ struct camera_globals {
 	int UYVY2YUYVDone = 0;
 	bool picture_taken = false;  // a retrieve needs a picture of this bring-up
 	std::thread cam_conf_thread;
-	std::atomic<bool> cam_conf_running{false};
 	native_interface intrfcCtrl{};
 	// Console state of the key handler.
 	bool console_saved = false;

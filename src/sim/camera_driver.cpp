@@ -71,8 +71,10 @@ bool Kernel::refused(uint16_t type)
 void Kernel::opened()
 {
 	std::lock_guard lock(mutex_);
-	if (opens_++ == 0)
+	if (opens_++ == 0) {
 		ctrl_counts_ = {};
+		probed_ = false;
+	}
 }
 
 void Kernel::closed()

@@ -139,6 +139,7 @@ private:
 	uint64_t stats_calls_ = 0;
 	int opens_ = 0;
 	std::array<uint32_t, 64> ctrl_counts_{};
+	bool probed_ = false;  // the session's first sensor probe is done
 };
 
 }  // namespace sim::camera

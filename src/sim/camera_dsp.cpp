@@ -1,6 +1,7 @@
 // The rest of the simulated camera driver: the sensor, the flash LED and the
 // DSP's VFE, which checks each command record, records it and answers as
 // the VFE does.
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -47,6 +48,17 @@ int Kernel::sensor_info(msm_camsensor_info *info)
 		errno = EIO;
 		return -1;
 	}
+	// The sensor powers up on the session's first probe (the configuration
+	// thread's), which camera.probe_ms makes slow.
+	bool first = false;
+	{
+		std::lock_guard lock(mutex_);
+		first = !probed_;
+		probed_ = true;
+	}
+	long probe_ms = Board::get().num("camera.probe_ms", 0);
+	if (first && probe_ms > 0)
+		plat::usleep(static_cast<unsigned>(std::min(probe_ms, 1000000L)) * 1000u);
 	std::string name = Board::get().text("camera.sensor", "ov5642");
 	std::memset(info->name, 0, sizeof info->name);
 	std::memcpy(info->name, name.data(), std::min(name.size(), sizeof info->name - 1));
