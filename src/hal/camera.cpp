@@ -14,6 +14,7 @@
 #include "ftm/ftm.h"
 #include "ftm/graphics.h"
 #include "hal/camera_io.h"
+#include "hal/camera_settle.h"
 #include "hal/camframe.h"
 #include "hal/lcd.h"
 #include "platform/platform.h"
@@ -33,7 +34,8 @@ struct sensor_row {
 	int width, height;
 };
 // The longer name first: "ov5642" is a prefix of "ov5642af".
-constexpr std::array<sensor_row, 3> sensor_table = {{
+constexpr std::array<sensor_row, 4> sensor_table = {{
+    {"bayersim", 8, SENSOR_BAYERSIM, 2592, 1944},
     {"ov5642af", 8, SENSOR_OV5642AF, 2592, 1944},
     {"ov5642", 6, SENSOR_OV5642, 2592, 1944},
     {"ov3642", 6, SENSOR_OV3642, 2048, 1536},
@@ -52,6 +54,9 @@ constexpr int CONF_EXIT_LIMIT_MS = 2000;
 constexpr int CONF_PROBE_LIMIT_MS = 3000;
 
 bool af_sensor() { return camera.g_SensorSelect == SENSOR_OV5642AF; }
+bool bayer_sensor() { return camera.g_SensorSelect == SENSOR_BAYERSIM; }
+// The preview that runs from the bring-up on: the snapshot stops it.
+bool preview_from_bring_up() { return camera.g_SensorSelect == SENSOR_OV5642 || bayer_sensor(); }
 bool preview_stops_after_snapshot()
 {
 	return camera.g_SensorSelect == SENSOR_OV5642AF || camera.g_SensorSelect == SENSOR_OV3642;
@@ -232,6 +237,11 @@ int bring_up()
 		camera.intrfcCtrl.native_register_preview_bufs(camera.camfd, &d, &f, cnt < 3 ? 1 : 0);
 	}
 	camera.raw_snapshot_buffer_size = static_cast<uint32_t>(d.raw_picture_height) * d.raw_picture_width;
+	// A Bayer sensor's raw lines are shorter than the 4:2:2 picture its VFE
+	// hands over and the station reads.
+	if (bayer_sensor())
+		camera.raw_snapshot_buffer_size = std::max(camera.raw_snapshot_buffer_size,
+							   static_cast<uint32_t>(camera.g_imageWidth * camera.g_imageHeight * 2));
 
 	camera.frame_holding = camera.frames[3];
 	camframe.camframe_callback = test_app_camframe_callback;
@@ -252,7 +262,7 @@ int bring_up()
 	}
 	camera.intrfcCtrl.native_register_raw_snapshot_bufs(camera.camfd, &d, camera.pmemRawSnapshotfd,
 							    camera.raw_img_buf);
-	if (camera.g_SensorSelect == SENSOR_OV5642) {
+	if (preview_from_bring_up()) {
 		// This preview runs on until the snapshot of the first capture.
 		if (!camera.intrfcCtrl.native_start_preview(camera.camfd)) {
 			std::fprintf(stderr, "main:%d start_preview failed!\n", __LINE__);
@@ -286,6 +296,12 @@ int snapshot()
 		}
 		if (af_sensor())
 			plat::usleep(AF_SETTLE_US);
+	}
+	if (bayer_sensor()) {
+		// Exposure and white balance follow the scene frame by frame.
+		settle_result r = wait_for_3a_settle();
+		std::fprintf(stderr, "camera: 3A %s after %d preview frames, luma %d\n",
+			     r.settled ? "settled" : "did not settle", r.frames, r.luma);
 	}
 	if (!n.native_stop_preview(camera.camfd)) {
 		std::fprintf(stderr, "main:%d stop_preview failed!\n", __LINE__);

@@ -12,7 +12,13 @@
 
 namespace hal {
 
-enum camera_sensor : int { SENSOR_UNKNOWN = 0, SENSOR_OV5642 = 1, SENSOR_OV5642AF = 2, SENSOR_OV3642 = 3 };
+enum camera_sensor : int {
+	SENSOR_UNKNOWN = 0,
+	SENSOR_OV5642 = 1,
+	SENSOR_OV5642AF = 2,
+	SENSOR_OV3642 = 3,
+	SENSOR_BAYERSIM = 4,  // raw Bayer: 3A runs on the preview
+};
 
 struct camera_globals {
 	int camfd = -1;

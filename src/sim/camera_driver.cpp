@@ -46,6 +46,7 @@ void Kernel::reset()
 	axi_size_ = {};
 	axi_type_ = 0;
 	crop_ = {};
+	bayer_path_ = {};
 	frame_signal();
 	changed_.notify_all();
 }

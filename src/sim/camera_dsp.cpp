@@ -7,6 +7,8 @@
 #include <cstring>
 
 #include "platform/platform.h"
+#include "camera/sensor/bayersim.h"
+#include "camera/vfe/vfe_cmd.h"
 #include "sim/board.h"
 #include "sim/camera_driver.h"
 
@@ -152,6 +154,8 @@ int Kernel::vfe_command(unsigned long request, const vfe_cfg_cmd_t *cfg)
 			af_on_ = (b[4] & 1) != 0;  // af_enable
 		if (number == 0)
 			stats_on_ = af_on_ = false;  // a reset clears the statistics set-up
+		if (number == VFE_CMD_WHITE_BALANCE_CFG)
+			bayer_take_wb_record(bayer_path_, b);
 		dsp_answer(command->queue, number, b);
 	}
 	return 0;
@@ -229,6 +233,10 @@ int Kernel::ioctl(unsigned long request, uintptr_t arg)
 		r.queue = static_cast<uint16_t>(cfg->mode);
 		r.number = static_cast<uint32_t>(cfg->value);
 		operation = "sensor_cfg";
+		if (cfg->cfgtype == CFG_SET_EXP_GAIN && !failing(operation)) {
+			bayer_path_.gain_q8 = r.queue;
+			bayer_path_.lines = r.number;
+		}
 		break;
 	}
 	case MSM_CAM_IOCTL_FLASH_LED_CFG:

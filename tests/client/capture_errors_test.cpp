@@ -100,6 +100,7 @@ const slow_probe slow_probes[] = {
     {"UnknownSensorQuickProbe", "foo", "0", "FTM CAM ERR:07\nERROR\n"},
     {"UnknownSensorSlowProbe", "foo", "2000", "FTM CAM ERR:07\nERROR\n"},
     {"KnownSensorSlowProbe", "ov5642", "2000", "OK\n"},
+    {"BayerSensorSlowProbe", "bayersim", "2000", "OK\n"},
     // Longer than the client waits for a probe (3 s): given up, not hung on.
     {"ProbeOutlastsTheClient", "ov5642", "400000", "FTM CAM ERR:07\nERROR\n"},
 };
