@@ -14,6 +14,7 @@
 #include "ftm/ftm.h"
 #include "ftm/graphics.h"
 #include "hal/camera_io.h"
+#include "hal/camera_settle.h"
 #include "hal/camframe.h"
 #include "hal/lcd.h"
 #include "platform/platform.h"
@@ -33,7 +34,8 @@ struct sensor_row {
 	int width, height;
 };
 // The longer name first: "ov5642" is a prefix of "ov5642af".
-constexpr std::array<sensor_row, 3> sensor_table = {{
+constexpr std::array<sensor_row, 4> sensor_table = {{
+    {"bayersim", 8, SENSOR_BAYERSIM, 2592, 1944},
     {"ov5642af", 8, SENSOR_OV5642AF, 2592, 1944},
     {"ov5642", 6, SENSOR_OV5642, 2592, 1944},
     {"ov3642", 6, SENSOR_OV3642, 2048, 1536},
@@ -48,8 +50,13 @@ constexpr unsigned PREVIEW_SETTLE_US = 500000;
 constexpr unsigned AF_SETTLE_US = 700000;
 // After CAMERA_EXIT is answered, cam_conf ends within this.
 constexpr int CONF_EXIT_LIMIT_MS = 2000;
+// A sensor probe (power-up, tuning file) is over within this.
+constexpr int CONF_PROBE_LIMIT_MS = 3000;
 
 bool af_sensor() { return camera.g_SensorSelect == SENSOR_OV5642AF; }
+bool bayer_sensor() { return camera.g_SensorSelect == SENSOR_BAYERSIM; }
+// The preview that runs from the bring-up on: the snapshot stops it.
+bool preview_from_bring_up() { return camera.g_SensorSelect == SENSOR_OV5642 || bayer_sensor(); }
 bool preview_stops_after_snapshot()
 {
 	return camera.g_SensorSelect == SENSOR_OV5642AF || camera.g_SensorSelect == SENSOR_OV3642;
@@ -71,11 +78,20 @@ void choose_sensor(const char *name)
 
 void start_cam_conf()
 {
-	camera.cam_conf_running = true;
-	camera.cam_conf_thread = std::thread([] {
-		cam_conf(nullptr);
-		camera.cam_conf_running = false;
-	});
+	// Probing from now: the thread may not have run a line when the client looks.
+	cam_conf_phase = conf_phase::probing;
+	camera.cam_conf_thread = std::thread([] { cam_conf(nullptr); });
+}
+
+// Waits, bounded, until cam_conf has probed: serving, or ended. A control
+// command sent while it still probes would be lost with it if the probe
+// fails, and wait out its own time-out.
+conf_phase probed_cam_conf()
+{
+	int64_t limit = plat::now_ms() + CONF_PROBE_LIMIT_MS;
+	while (cam_conf_phase == conf_phase::probing && plat::now_ms() < limit)
+		plat::usleep(1000);
+	return cam_conf_phase;
 }
 
 // cam_conf ends on CAMERA_EXIT; a thread that does not (a driver that
@@ -84,15 +100,15 @@ void stop_cam_conf(bool send_exit)
 {
 	if (!camera.cam_conf_thread.joinable())
 		return;
-	if (send_exit && camera.cam_conf_running) {
+	if (send_exit && probed_cam_conf() == conf_phase::serving) {
 		ctrl_cmd_t cmd{50000, CAMERA_EXIT, 0, nullptr, 0, 0};
 		if (plat::ioctl(camera.camfd, MSM_CAM_IOCTL_CTRL_COMMAND, &cmd) < 0)
 			std::fputs("ioctl with CAMERA_EXIT failed\n", stderr);
 	}
 	int64_t limit = plat::now_ms() + CONF_EXIT_LIMIT_MS;
-	while (camera.cam_conf_running && plat::now_ms() < limit)
+	while (cam_conf_phase != conf_phase::ended && plat::now_ms() < limit)
 		plat::usleep(1000);
-	if (camera.cam_conf_running) {
+	if (cam_conf_phase != conf_phase::ended) {
 		std::fputs("camera: cam_conf did not end; left behind\n", stderr);
 		camera.cam_conf_thread.detach();
 	} else {
@@ -192,10 +208,14 @@ int bring_up()
 	camframe.input_display[0] = DISPLAY_W;
 	camframe.input_display[1] = DISPLAY_H;
 
-	// A cam_conf that ended at start-up answers nothing: its 200-second
-	// time-out would only delay the same failure.
-	if (!camera.cam_conf_running) {
-		std::fputs("native_set_dimension: cam_conf is not running\n", stderr);
+	// A cam_conf that ended at start-up answers nothing, and one still
+	// probing may yet end: the dimension's 200-second time-out would only
+	// delay the same failure.
+	conf_phase phase = probed_cam_conf();
+	if (phase != conf_phase::serving) {
+		std::fputs(phase == conf_phase::ended ? "native_set_dimension: cam_conf is not running\n"
+						      : "native_set_dimension: cam_conf is still probing\n",
+			   stderr);
 		return 7;
 	}
 	if (camera.intrfcCtrl.native_set_dimension(camera.camfd, &d) != 1) {
@@ -217,6 +237,11 @@ int bring_up()
 		camera.intrfcCtrl.native_register_preview_bufs(camera.camfd, &d, &f, cnt < 3 ? 1 : 0);
 	}
 	camera.raw_snapshot_buffer_size = static_cast<uint32_t>(d.raw_picture_height) * d.raw_picture_width;
+	// A Bayer sensor's raw lines are shorter than the 4:2:2 picture its VFE
+	// hands over and the station reads.
+	if (bayer_sensor())
+		camera.raw_snapshot_buffer_size = std::max(camera.raw_snapshot_buffer_size,
+							   static_cast<uint32_t>(camera.g_imageWidth * camera.g_imageHeight * 2));
 
 	camera.frame_holding = camera.frames[3];
 	camframe.camframe_callback = test_app_camframe_callback;
@@ -237,7 +262,7 @@ int bring_up()
 	}
 	camera.intrfcCtrl.native_register_raw_snapshot_bufs(camera.camfd, &d, camera.pmemRawSnapshotfd,
 							    camera.raw_img_buf);
-	if (camera.g_SensorSelect == SENSOR_OV5642) {
+	if (preview_from_bring_up()) {
 		// This preview runs on until the snapshot of the first capture.
 		if (!camera.intrfcCtrl.native_start_preview(camera.camfd)) {
 			std::fprintf(stderr, "main:%d start_preview failed!\n", __LINE__);
@@ -271,6 +296,12 @@ int snapshot()
 		}
 		if (af_sensor())
 			plat::usleep(AF_SETTLE_US);
+	}
+	if (bayer_sensor()) {
+		// Exposure and white balance follow the scene frame by frame.
+		settle_result r = wait_for_3a_settle();
+		std::fprintf(stderr, "camera: 3A %s after %d preview frames, luma %d\n",
+			     r.settled ? "settled" : "did not settle", r.frames, r.luma);
 	}
 	if (!n.native_stop_preview(camera.camfd)) {
 		std::fprintf(stderr, "main:%d stop_preview failed!\n", __LINE__);

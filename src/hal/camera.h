@@ -4,7 +4,6 @@
 #pragma once
 
 #include <array>
-#include <atomic>
 #include <cstdint>
 #include <termios.h>
 #include <thread>
@@ -13,7 +12,13 @@
 
 namespace hal {
 
-enum camera_sensor : int { SENSOR_UNKNOWN = 0, SENSOR_OV5642 = 1, SENSOR_OV5642AF = 2, SENSOR_OV3642 = 3 };
+enum camera_sensor : int {
+	SENSOR_UNKNOWN = 0,
+	SENSOR_OV5642 = 1,
+	SENSOR_OV5642AF = 2,
+	SENSOR_OV3642 = 3,
+	SENSOR_BAYERSIM = 4,  // raw Bayer: 3A runs on the preview
+};
 
 struct camera_globals {
 	int camfd = -1;
@@ -33,7 +38,6 @@ struct camera_globals {
 	int UYVY2YUYVDone = 0;
 	bool picture_taken = false;  // a retrieve needs a picture of this bring-up
 	std::thread cam_conf_thread;
-	std::atomic<bool> cam_conf_running{false};
 	native_interface intrfcCtrl{};
 	// Console state of the key handler.
 	bool console_saved = false;

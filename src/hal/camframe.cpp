@@ -11,6 +11,7 @@
 #include <linux/fb.h>
 #include <sys/select.h>
 
+#include "hal/camera_settle.h"
 #include "platform/platform.h"
 
 namespace hal {
@@ -169,6 +170,7 @@ void notify_camframe_fb_thread()
 
 void test_app_camframe_callback(msm_frame *frame)
 {
+	settle_note_frame(*frame, camframe.input_display[0], camframe.input_display[1]);
 	mdp_blit_req &e = yuv.req;
 	yuv.count = 1;
 	e = {};

@@ -46,6 +46,7 @@ void Kernel::reset()
 	axi_size_ = {};
 	axi_type_ = 0;
 	crop_ = {};
+	bayer_path_ = {};
 	frame_signal();
 	changed_.notify_all();
 }
@@ -71,8 +72,10 @@ bool Kernel::refused(uint16_t type)
 void Kernel::opened()
 {
 	std::lock_guard lock(mutex_);
-	if (opens_++ == 0)
+	if (opens_++ == 0) {
 		ctrl_counts_ = {};
+		probed_ = false;
+	}
 }
 
 void Kernel::closed()

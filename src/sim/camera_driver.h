@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "camera/msm_camera.h"
+#include "sim/bayer_dsp.h"
 
 namespace sim::camera {
 
@@ -106,6 +107,9 @@ private:
 	void render(uint32_t type, uint32_t w, uint32_t h);
 	// Statistics of the scene for 3A, while the VFE has them enabled.
 	void statistics();
+	// The Bayer sensor's statistics: the board's scene as exposed.
+	bool bayer_statistics(Buffer &b, uint32_t side);
+	static bool bayer_sensor();
 	void focus_statistics();
 	int release_stats(const cam::msm_stats_buf *buf);
 	void frame_signal();
@@ -139,6 +143,8 @@ private:
 	uint64_t stats_calls_ = 0;
 	int opens_ = 0;
 	std::array<uint32_t, 64> ctrl_counts_{};
+	bool probed_ = false;  // the session's first sensor probe is done
+	bayer_path_t bayer_path_;  // what the Bayer sensor and its VFE were last told
 };
 
 }  // namespace sim::camera

@@ -1,11 +1,14 @@
 // The rest of the simulated camera driver: the sensor, the flash LED and the
 // DSP's VFE, which checks each command record, records it and answers as
 // the VFE does.
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
 
 #include "platform/platform.h"
+#include "camera/sensor/bayersim.h"
+#include "camera/vfe/vfe_cmd.h"
 #include "sim/board.h"
 #include "sim/camera_driver.h"
 
@@ -47,6 +50,17 @@ int Kernel::sensor_info(msm_camsensor_info *info)
 		errno = EIO;
 		return -1;
 	}
+	// The sensor powers up on the session's first probe (the configuration
+	// thread's), which camera.probe_ms makes slow.
+	bool first = false;
+	{
+		std::lock_guard lock(mutex_);
+		first = !probed_;
+		probed_ = true;
+	}
+	long probe_ms = Board::get().num("camera.probe_ms", 0);
+	if (first && probe_ms > 0)
+		plat::usleep(static_cast<unsigned>(std::min(probe_ms, 1000000L)) * 1000u);
 	std::string name = Board::get().text("camera.sensor", "ov5642");
 	std::memset(info->name, 0, sizeof info->name);
 	std::memcpy(info->name, name.data(), std::min(name.size(), sizeof info->name - 1));
@@ -140,6 +154,8 @@ int Kernel::vfe_command(unsigned long request, const vfe_cfg_cmd_t *cfg)
 			af_on_ = (b[4] & 1) != 0;  // af_enable
 		if (number == 0)
 			stats_on_ = af_on_ = false;  // a reset clears the statistics set-up
+		if (number == VFE_CMD_WHITE_BALANCE_CFG)
+			bayer_take_wb_record(bayer_path_, b);
 		dsp_answer(command->queue, number, b);
 	}
 	return 0;
@@ -217,6 +233,10 @@ int Kernel::ioctl(unsigned long request, uintptr_t arg)
 		r.queue = static_cast<uint16_t>(cfg->mode);
 		r.number = static_cast<uint32_t>(cfg->value);
 		operation = "sensor_cfg";
+		if (cfg->cfgtype == CFG_SET_EXP_GAIN && !failing(operation)) {
+			bayer_path_.gain_q8 = r.queue;
+			bayer_path_.lines = r.number;
+		}
 		break;
 	}
 	case MSM_CAM_IOCTL_FLASH_LED_CFG:

@@ -10,6 +10,7 @@
 
 #include "sim/camera_driver.h"
 #include "sim/camera_scene.h"
+#include "sim/board.h"
 #include "sim/pmem.h"
 
 namespace sim::camera {
@@ -89,15 +90,26 @@ void Kernel::render(uint32_t type, uint32_t w, uint32_t h)
 		return;
 	Buffer &b = buffers_[index];
 	size_t room = pmem_bytes_from(b.vaddr);
+	bool bayer = bayer_sensor();
 	if (type == PMEM_RAW_MAINIMG) {
-		if (room >= b.y_off + size_t{w} * h * 2)
+		// The Bayer path hands over the VFE's 4:2:2 picture of the whole array.
+		if (bayer)
+			w = BAYER_FULL_W, h = BAYER_FULL_H;
+		if (room < b.y_off + size_t{w} * h * 2)
+			return;
+		if (bayer)
+			bayer_render_uyvy(bayer_board_scene(0), bayer_path_, b.vaddr + b.y_off, w, h);
+		else
 			render_uyvy(b.vaddr + b.y_off, w, h);
 		return;
 	}
 	size_t need = std::max(b.y_off + size_t{w} * h, b.cbcr_off + size_t{w} * (h / 2));
 	if (room < need)
 		return;
-	render_ycbcr420(b.vaddr + b.y_off, b.vaddr + b.cbcr_off, w, h);
+	if (bayer)
+		bayer_render_ycbcr420(bayer_board_scene(0), bayer_path_, b.vaddr + b.y_off, b.vaddr + b.cbcr_off, w, h);
+	else
+		render_ycbcr420(b.vaddr + b.y_off, b.vaddr + b.cbcr_off, w, h);
 	if (type == PMEM_PREVIEW) {
 		free_.pop_front();
 		done_.push_back(index);
@@ -119,36 +131,52 @@ void Kernel::statistics()
 	if (pmem_bytes_from(b.vaddr) < bytes)
 		return;
 	stats_free_.pop_front();
-	std::vector<uint32_t> out(bytes / 4, 0);
-	out[0] = ++stats_frame_;
-	constexpr uint32_t step = 4;  // the model samples every fourth pixel
-	for (uint32_t ry = 0; ry < side; ++ry)
-		for (uint32_t rx = 0; rx < side; ++rx) {
-			uint64_t sy = 0, y_in = 0, cb = 0, cr = 0, count = 0;
-			for (uint32_t y = ry * h / side; y < (ry + 1) * h / side; y += step)
-				for (uint32_t x = rx * w / side; x < (rx + 1) * w / side; x += step) {
-					yuv p = scene_at(x, y, w, h);
-					sy += p.y;
-					if (p.y > 16 && p.y < 235) {
-						y_in += p.y;
-						cb += p.cb;
-						cr += p.cr;
-						++count;
+	if (!bayer_statistics(b, side)) {
+		std::vector<uint32_t> out(bytes / 4, 0);
+		out[0] = ++stats_frame_;
+		constexpr uint32_t step = 4;  // the model samples every fourth pixel
+		for (uint32_t ry = 0; ry < side; ++ry)
+			for (uint32_t rx = 0; rx < side; ++rx) {
+				uint64_t sy = 0, y_in = 0, cb = 0, cr = 0, count = 0;
+				for (uint32_t y = ry * h / side; y < (ry + 1) * h / side; y += step)
+					for (uint32_t x = rx * w / side; x < (rx + 1) * w / side; x += step) {
+						yuv p = scene_at(x, y, w, h);
+						sy += p.y;
+						if (p.y > 16 && p.y < 235) {
+							y_in += p.y;
+							cb += p.cb;
+							cr += p.cr;
+							++count;
+						}
 					}
-				}
-			uint32_t *r = &out[1 + (size_t{ry} * side + rx) * 8];
-			r[0] = static_cast<uint32_t>(y_in & 0x1FFFFFF);
-			r[1] = static_cast<uint32_t>(cb & 0x1FFFFFF);
-			r[2] = static_cast<uint32_t>(cr & 0x1FFFFFF);
-			r[3] = static_cast<uint32_t>(count & 0x1FFFF);
-			r[4] = static_cast<uint32_t>(sy & 0x1FFFFFF);
-		}
-	std::memcpy(b.vaddr, out.data(), bytes);
+				uint32_t *r = &out[1 + (size_t{ry} * side + rx) * 8];
+				r[0] = static_cast<uint32_t>(y_in & 0x1FFFFFF);
+				r[1] = static_cast<uint32_t>(cb & 0x1FFFFFF);
+				r[2] = static_cast<uint32_t>(cr & 0x1FFFFFF);
+				r[3] = static_cast<uint32_t>(count & 0x1FFFF);
+				r[4] = static_cast<uint32_t>(sy & 0x1FFFFFF);
+			}
+		std::memcpy(b.vaddr, out.data(), bytes);
+	}
 	vfe_stats_msg_t body{0, b.vaddr, b.fd};
 	std::vector<uint8_t> raw(sizeof body);
 	std::memcpy(raw.data(), &body, sizeof body);
 	events_.push_back(Event{RESP_VFE, nullptr, 0, 9, std::move(raw)});  // VFE_STATS_WB_EXP
 }
+
+bool Kernel::bayer_statistics(Buffer &b, uint32_t side)
+{
+	if (!bayer_sensor())
+		return false;
+	uint32_t regions = side * side;
+	std::vector<uint32_t> out(1 + size_t{regions} * 8, 0);
+	bayer_fill_aec_awb(bayer_board_scene(regions), bayer_path_.gain_q8, bayer_path_.lines, led_state_ != 0,
+			   static_cast<int>(regions), out);
+	std::memcpy(b.vaddr, out.data(), out.size() * 4);
+	return true;
+}
+
+bool Kernel::bayer_sensor() { return Board::get().text("camera.sensor", "") == "bayersim"; }
 
 // Focus values of sixteen windows in the centre of the frame, one entry
 // each: the window number in the high byte, the value in the low 16 bits.

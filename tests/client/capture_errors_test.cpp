@@ -69,4 +69,43 @@ TEST(CaptureFault, FailedBringUpsLeaveNothingBehind)
 	}
 }
 
+// The configuration thread may still be probing the sensor when the client
+// has slept its settle (500 ms, 5 ms here): the capture waits for the probe,
+// bounded, and never sends the dimension to a thread that is about to end.
+struct slow_probe {
+	const char *name;
+	const char *sensor;
+	const char *probe_ms;  // board time: a hundredth of it passes
+	const char *answer;
+};
+
+void PrintTo(const slow_probe &p, std::ostream *os) { *os << p.name; }
+
+class SlowProbe : public ::testing::TestWithParam<slow_probe> {};
+
+TEST_P(SlowProbe, AnswersWithinSecondsAndRecovers)
+{
+	const slow_probe &p = GetParam();
+	SimPhone phone(clienttest::camera_setup({{"camera.sensor", p.sensor}, {"camera.probe_ms", p.probe_ms}}));
+	// ask gives up after 10 s: a dimension sent to a dead thread waits 200 s.
+	EXPECT_EQ(phone.ask("AT+DSCC\n"), p.answer);
+	EXPECT_EQ(phone.ask("AT+DSCE\n"), "OK\n");
+	phone.set_board("camera.probe_ms", "0");
+	phone.set_board("camera.sensor", "ov5642");
+	EXPECT_EQ(phone.ask("AT+DSCC\n"), "OK\n");
+	EXPECT_EQ(phone.ask("AT+DSCE\n"), "OK\n");
+}
+
+const slow_probe slow_probes[] = {
+    {"UnknownSensorQuickProbe", "foo", "0", "FTM CAM ERR:07\nERROR\n"},
+    {"UnknownSensorSlowProbe", "foo", "2000", "FTM CAM ERR:07\nERROR\n"},
+    {"KnownSensorSlowProbe", "ov5642", "2000", "OK\n"},
+    {"BayerSensorSlowProbe", "bayersim", "2000", "OK\n"},
+    // Longer than the client waits for a probe (3 s): given up, not hung on.
+    {"ProbeOutlastsTheClient", "ov5642", "400000", "FTM CAM ERR:07\nERROR\n"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Probe, SlowProbe, ::testing::ValuesIn(slow_probes),
+			 [](const auto &info) { return std::string(info.param.name); });
+
 }  // namespace

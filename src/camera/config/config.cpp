@@ -12,6 +12,7 @@
 namespace cam {
 
 config_ctrl_t cfgctrl{};
+std::atomic<conf_phase> cam_conf_phase{conf_phase::ended};
 
 void config_reset()
 {
@@ -75,9 +76,11 @@ void config_duty_loop(stats_event_t &event, event_buffers &buffers)
 
 void *cam_conf(void *)
 {
+	cam_conf_phase = conf_phase::probing;
 	cfgctrl.camfd = plat::open("/dev/msm_camera0", O_RDWR);
 	if (cfgctrl.camfd < 0) {
 		std::fprintf(stderr, "cam_conf open driver failed!\n");
+		cam_conf_phase = conf_phase::ended;
 		return nullptr;
 	}
 	try {
@@ -89,6 +92,7 @@ void *cam_conf(void *)
 			event.timeout_ms = GET_STATS_TIMEOUT_MS;
 			event.ctrl_cmd.length = CTRL_VALUE_MAX;
 			cfgctrl.state = CAMERA_STATE_IDLE;
+			cam_conf_phase = conf_phase::serving;
 			config_duty_loop(event, buffers);
 			std::fprintf(stderr, "cam_conf: CAMERA_EXIT\n");
 		}
@@ -101,6 +105,7 @@ void *cam_conf(void *)
 	config_free_ctrl();
 	plat::close(cfgctrl.camfd);
 	cfgctrl.camfd = -1;
+	cam_conf_phase = conf_phase::ended;
 	return nullptr;
 }
 

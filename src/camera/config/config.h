@@ -2,6 +2,7 @@
 // machine, and the dispatch of the driver's events.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 #include "camera/config/effects.h"
@@ -140,6 +141,12 @@ extern config_ctrl_t cfgctrl;
 void config_reset();
 
 constexpr int max_camera_iso_type = 5;
+
+// Where cam_conf is, for the client that starts it: a control command sent
+// while it probes waits until it serves, and one sent after it ended waits
+// out its whole time-out.
+enum class conf_phase : uint8_t { probing, serving, ended };
+extern std::atomic<conf_phase> cam_conf_phase;
 
 void *cam_conf(void *arg);
 bool config_init_ctrl();

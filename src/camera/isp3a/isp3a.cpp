@@ -280,7 +280,23 @@ bool isp3a_miscs_execution(config_ctrl_t *ctrl, const isp3a_misc_t *misc)
 	return awb_algo_execution(ISP3A_OP_MISC, &ctx, &c.update_record, &m) == 1;
 }
 
-bool isp3a_set_wb(config_ctrl_t *ctrl, int32_t value) { return isp3a_set_wb_on(&ctrl->sensorCtrl, &ctrl->isp3aCtrl, value); }
+bool isp3a_set_wb(config_ctrl_t *ctrl, int32_t value)
+{
+	isp3a_ctrl_t &c = ctrl->isp3aCtrl;
+	if (!isp3a_set_wb_on(&ctrl->sensorCtrl, &c, value))
+		return false;
+	// With automatic balance off no statistics frame will send these: they
+	// go to the DSP now. An effect owns the colour record while it is on.
+	if (c.awb_auto == 0) {
+		vfe_util_updatewb(&ctrl->vfeCtrl, c.wb_gain_r, c.wb_gain_g, c.wb_gain_b, true);
+		c.update_record.wb_update = 0;
+	}
+	if (ctrl->effectsCtrl.special_effect.current_value == 1) {
+		vfe_util_updateconversincolorprcess(ctrl, c.update_record.conversion);
+		c.update_record.conversionInCP_update = 0;
+	}
+	return true;
+}
 
 void isp3a_set_awb_state_color_conversion_state(config_ctrl_t *ctrl, uint32_t state)
 {

@@ -1,0 +1,109 @@
+// The raw Bayer sensor from the station: the capture brings the camera up,
+// lets 3A settle on the running preview, takes the snapshot and answers as
+// for the other sensors.
+#include "client_support.h"
+
+namespace {
+
+using clienttest::camera_setup;
+using testing_support::SimPhone;
+
+// Preview frames every 5 ms, so 3A has statistics to work on.
+SimPhone::Setup bayer_setup(std::map<std::string, std::string> extra = {})
+{
+	extra["camera.sensor"] = "bayersim";
+	extra.emplace("camera.frame_ms", "5");
+	return camera_setup(extra);
+}
+
+TEST(BayerCapture, SettlesTakesTheSnapshotAndSendsIt)
+{
+	SimPhone phone(bayer_setup());
+	ASSERT_EQ(phone.ask("AT+DSCC\n"), "OK\n");
+	std::string got = clienttest::retrieve(phone, 2592, 1944);
+	std::string head = clienttest::header(2592, 1944);
+	ASSERT_EQ(got.substr(0, head.size()), head);
+	EXPECT_EQ(got.size(), head.size() + size_t(2592) * 1944 * 2 + 3);
+	EXPECT_EQ(phone.ask("AT+DSCE\n"), "OK\n");
+	std::string err = phone.file("/ftmd.out");
+	EXPECT_NE(err.find("camera: 3A settled after "), std::string::npos);
+	EXPECT_NE(err.find("RAW - snapshot - 5!\n"), std::string::npos);
+}
+
+TEST(BayerCapture, APreviewWithoutFramesEndsTheWaitByItsBound)
+{
+	SimPhone phone(bayer_setup({{"camera.frame_ms", "0"}}));
+	// The wait gives up after 8 s without a frame.
+	ASSERT_EQ(phone.ask("AT+DSCC\n", {}, 30000), "OK\n");
+	EXPECT_NE(phone.file("/ftmd.out").find("camera: 3A did not settle after 0 preview frames"), std::string::npos);
+	EXPECT_EQ(phone.ask("AT+DSCE\n"), "OK\n");
+}
+
+// The grey ramp under the bars, around reflectance 1.0: its mean Y, Cb, Cr
+// in a picture of the station's stream.
+struct grey {
+	double y, cb, cr;
+};
+
+grey grey_patch(const std::string &answer, int w, int h)
+{
+	std::string head = clienttest::header(w, h);
+	EXPECT_GE(answer.size(), head.size() + size_t(w) * h * 2);
+	if (answer.size() < head.size() + size_t(w) * h * 2)
+		return {0, 0, 0};
+	const auto *p = reinterpret_cast<const uint8_t *>(answer.data() + head.size());
+	double y = 0, cb = 0, cr = 0, n = 0;
+	for (int row = h * 8 / 10; row < h * 95 / 100; row += 4)
+		for (int col = w * 45 / 100 & ~1; col < w * 55 / 100; col += 2, ++n) {
+			const uint8_t *q = p + (size_t(row) * w + col) * 2;  // U Y V Y
+			cb += q[0];
+			y += (q[1] + q[3]) / 2.0;
+			cr += q[2];
+		}
+	return {y / n, cb / n, cr / n};
+}
+
+// Within this many levels of 128, Cb and Cr of the grey patch are neutral.
+constexpr double NEUTRAL_LEVELS = 5;
+
+TEST(BayerCapture, ExposureAndGreyFollowTheSceneBetweenCaptures)
+{
+	SimPhone phone(bayer_setup());
+	struct step {
+		const char *what;
+		std::map<std::string, std::string> board;
+	};
+	const step steps[] = {
+	    {"daylight", {}},
+	    {"4 stops brighter", {{"camera.scene_light", "1.6"}}},
+	    {"4 stops darker", {{"camera.scene_light", "0.00625"}}},
+	    {"tungsten", {{"camera.scene_light", "0.1"}, {"camera.illuminant_rg", "1.05"}, {"camera.illuminant_bg", "0.40"}}},
+	    {"fluorescent", {{"camera.illuminant_rg", "0.80"}, {"camera.illuminant_bg", "0.50"}}},
+	};
+	double first_y = 0;
+	for (const step &s : steps) {
+		SCOPED_TRACE(s.what);
+		for (const auto &[k, v] : s.board)
+			phone.set_board(k, v);
+		ASSERT_EQ(phone.ask("AT+DSCC\n"), "OK\n");
+		grey g = grey_patch(clienttest::retrieve(phone, 2592, 1944), 2592, 1944);
+		if (first_y == 0)
+			first_y = g.y;
+		// Exposure: the target luma of 50 puts grey near 60 once balanced.
+		EXPECT_GT(g.y, 40);
+		EXPECT_LT(g.y, 80);
+		EXPECT_NEAR(g.y, first_y, 0.15 * first_y);
+		EXPECT_NEAR(g.cb, 128, NEUTRAL_LEVELS);
+		EXPECT_NEAR(g.cr, 128, NEUTRAL_LEVELS);
+		std::printf("%s: grey Y %.1f Cb %.1f Cr %.1f\n", s.what, g.y, g.cb, g.cr);
+	}
+	EXPECT_EQ(phone.ask("AT+DSCE\n"), "OK\n");
+	std::string err = phone.file("/ftmd.out");
+	size_t settles = 0;
+	for (size_t at = err.find("camera: 3A settled after "); at != std::string::npos;
+	     at = err.find("camera: 3A settled after ", at + 1))
+		++settles;
+	EXPECT_EQ(settles, std::size(steps));
+}
+
+}  // namespace
