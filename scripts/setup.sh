@@ -21,6 +21,9 @@ libjpeg-turbo-progs
 libimage-exiftool-perl
 chromium
 chromium-driver
+clang
+libclang-rt-14-dev
+xxd
 "
 
 missing=""
