@@ -1,7 +1,9 @@
-// One received buffer through the whole dispatcher on a simulated board: plain
+// Received buffers through the whole dispatcher on a simulated board: plain
 // lines and frames, every row's handler against the board's device models.
-// The loop's, trace's and Wi-Fi's state start clean for each input; the
-// port is /dev/null, so what a handler writes on it goes nowhere.
+// An input is up to eight reads of the port, separated by NUL bytes, so that
+// one command can find the state an earlier one left. The loop's, trace's,
+// log's and Wi-Fi's state start clean for each input; the port is /dev/null,
+// so what a handler writes on it goes nowhere.
 //
 // Rows left out, and why:
 //   AT+FTM     hands the port to the calibration bridge until the station
@@ -12,12 +14,14 @@
 //   frame A0 01 (Bluetooth active test): every run leaves the SoC's
 //              descriptors open as the phone does, so a long run ends at the
 //              descriptor limit, not at a fault of the input
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstring>
 #include <fcntl.h>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "ftm/command.h"
 #include "ftm/debug.h"
@@ -85,13 +89,22 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 	testing_support::use_temp_board({{"time.scale", "0.001"}});
 	static const int port = ::open("/dev/null", O_RDWR | O_CLOEXEC);
 	static unsigned runs = 0;
-	std::string_view received(reinterpret_cast<const char *>(data), size);
-	if (size > ftm::COMMAND_SIZE || excluded(received))
-		return -1;
+	constexpr size_t kMaxReads = 8;
+
+	std::vector<std::string_view> reads;
+	std::string_view rest(reinterpret_cast<const char *>(data), size);
+	while (!rest.empty() && reads.size() < kMaxReads) {
+		size_t end = std::min(rest.find('\0'), rest.size());
+		std::string_view read = rest.substr(0, end);
+		if (read.size() > ftm::COMMAND_SIZE || excluded(read))
+			return -1;
+		reads.push_back(read);
+		rest.remove_prefix(std::min(end + 1, rest.size()));
+	}
 	start_clean(port);
-	std::string answer = testing_support::dispatch(received);
-	if (answer.size() >= ftm::ANSWER_SIZE)
-		__builtin_trap();
+	for (std::string_view read : reads)
+		if (testing_support::dispatch(read).size() >= ftm::ANSWER_SIZE)
+			__builtin_trap();
 	start_clean(port);
 	// The trace goes to the board's kernel log: keep the file small.
 	if (++runs % 1000 == 0)
