@@ -1,6 +1,6 @@
-// The live view's request head, and the answer to it on a board. Requests
-// that press a key, touch or hold power are parsed but not served: they wait
-// for a running daemon to read the input device, which the fuzzer has not.
+// The live view's request head, and the answer to it on a board. No daemon
+// reads the board's input devices here, so a key or touch is refused at once
+// (503) after its query is checked.
 #include <cstdint>
 #include <string_view>
 
@@ -14,8 +14,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 	std::string_view head(reinterpret_cast<const char *>(data), size);
 	station::HttpRequest request;
 	if (!station::parse_request_head(head, &request))
-		return 0;
-	if (request.path == "/key" || request.path == "/touch" || request.path == "/power")
 		return 0;
 	station::format_response(station::live_view_answer(board, request));
 	return 0;
