@@ -22,6 +22,11 @@ failed=""
 count=0
 for t in $targets; do
 	count=$((count + 1))
+	if [ ! -d "tests/fuzz/corpus/$t" ] || [ ! -x "build-fuzz/bin/${t}_fuzz" ]; then
+		echo "fuzz: $t: no such target, or no seeds in tests/fuzz/corpus/$t"
+		failed="$failed $t"
+		continue
+	fi
 	work=$runs/$t
 	rm -rf "$work"
 	mkdir -p "$work/corpus" "$work/artifacts"
