@@ -2,9 +2,11 @@
 // the port hands over, cut into packets at a closing '~' (or "~\r"), and each
 // packet checked for the station's "~AT+FTM~" that ends the bridge.
 //
-// The first byte sets how many bytes each read returns (1 to 256): a seqpacket
-// socket keeps those reads apart, as the port's do. A final "~~" closes any
-// open packet, since receive_data waits for a station for ever.
+// The first byte sets how many bytes each read returns (1 to 128): a seqpacket
+// socket keeps those reads apart, as the port's do. Its top bit shrinks the
+// packet buffer to 64 bytes, so that inputs of a few KiB reach the dropping of
+// a packet too long for it. A final "~~" closes any open packet, since
+// receive_data waits for a station for ever.
 #include <algorithm>
 #include <cstdint>
 #include <sys/ioctl.h>
@@ -35,7 +37,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 		return 0;
 	int sndbuf = 1 << 20;
 	::setsockopt(fds[1], SOL_SOCKET, SO_SNDBUF, &sndbuf, sizeof sndbuf);
-	size_t chunk = data[0] ? data[0] : 256;
+	size_t chunk = 1 + (data[0] & 0x7F);
+	size_t capacity = data[0] & 0x80 ? 64 : hal::CALI_PACKET_SIZE;
 	bool sent = true;
 	for (size_t at = 1; at < size && sent; at += chunk) {
 		size_t n = std::min(chunk, size - at);
@@ -47,8 +50,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 	hal::calibration_reset();
 	std::vector<uint8_t> packet(hal::CALI_PACKET_SIZE + 1);
 	while (sent && bytes_waiting(fds[0])) {
-		ssize_t n = hal::receive_data(fds[0], packet.data(), hal::CALI_PACKET_SIZE);
-		if (n < 0 || n > static_cast<ssize_t>(hal::CALI_PACKET_SIZE))
+		ssize_t n = hal::receive_data(fds[0], packet.data(), capacity);
+		if (n < 0 || n > static_cast<ssize_t>(capacity))
 			__builtin_trap();
 		packet[static_cast<size_t>(n)] = 0;
 		hal::is2chars(reinterpret_cast<const char *>(packet.data()), "~AT+FTM~");
