@@ -25,6 +25,9 @@ sqlite3
 libsqlite3-dev
 postgresql
 libpq-dev
+clang
+libclang-rt-14-dev
+xxd
 "
 
 missing=""

@@ -8,23 +8,13 @@
 #include "ftm/ftm.h"
 #include "ftm/handlers.h"
 #include "station/tapp_frame.h"
-#include "support/temp_board.h"
+#include "support/dispatch.h"
 
 namespace {
 
 using namespace ftm;
 
-// Runs one received buffer through the dispatcher as the loop does.
-std::string dispatch(const std::string &received)
-{
-	testing_support::use_temp_board();
-	std::vector<char> buffer(COMMAND_SIZE + COMMAND_SLACK, '\0');
-	size_t n = std::min(received.size(), COMMAND_SIZE);
-	std::memcpy(buffer.data(), received.data(), n);
-	char answer[ANSWER_SIZE] = {};
-	check_tapp_command(buffer.data(), n, answer, sizeof answer);
-	return answer;
-}
+using testing_support::dispatch;
 
 std::string frame_with_checksum(std::string hex_without_checksum)
 {
