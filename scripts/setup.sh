@@ -25,6 +25,7 @@ sqlite3
 libsqlite3-dev
 postgresql
 libpq-dev
+libcli11-dev
 clang
 libclang-rt-14-dev
 xxd
