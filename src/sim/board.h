@@ -2,6 +2,7 @@
 // system, and a plain text board file that says what the hardware reports.
 #pragma once
 
+#include <cstddef>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -31,6 +32,10 @@ public:
 	// renamed, so a kill in the middle of a write leaves the old contents.
 	std::string load_state(std::string_view name);
 	bool save_state(std::string_view name, std::string_view data);
+
+	// The kernel log ring holds this many bytes, as the phone's does (a
+	// shift of 17); a write beyond it drops the oldest bytes.
+	static constexpr size_t kKmsgRing = size_t{1} << 17;
 
 	// Appends a line to the board's kernel log, as a write to /dev/kmsg does.
 	void kmsg_write(std::string_view text);

@@ -234,11 +234,13 @@ int shell_on(int fd)
 
 int klogctl(int type, char *buf, int len)
 {
-	constexpr int kReadClear = 4, kClear = 5;
+	constexpr int kReadClear = 4, kClear = 5, kSizeBuffer = 10;
 	if (type == kClear) {
 		board().kmsg_read(true);
 		return 0;
 	}
+	if (type == kSizeBuffer)
+		return static_cast<int>(sim::Board::kKmsgRing);
 	if (!buf || len < 0) {
 		errno = EINVAL;
 		return -1;
