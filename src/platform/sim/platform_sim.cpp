@@ -211,6 +211,8 @@ int statfs(const char *path, struct statfs *st)
 
 int unlink(const char *path) { return ::unlink(board().map(path).c_str()); }
 
+int mkdir(const char *path, mode_t mode) { return ::mkdir(board().map(path).c_str(), mode); }
+
 int chdir(const char *path) { return ::chdir(board().map(path).c_str()); }
 
 int system(const char *command)
