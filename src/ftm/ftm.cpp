@@ -11,6 +11,7 @@
 
 #include "ftm/command.h"
 #include "ftm/debug.h"
+#include "ftm/log_step.h"
 #include "ftm/mode.h"
 #include "hal/fqc.h"
 #include "hal/gpio.h"
@@ -23,8 +24,6 @@ namespace ftm {
 loop_globals loop;
 
 namespace {
-
-constexpr char kLogPath[] = "/data/ftm.log";
 
 // The loop's buffers, kept over all passes. The command buffer has zeroed
 // slack behind it so that decoding a short frame reads zeros, never beyond.
@@ -53,13 +52,6 @@ bool look_at(const port_watch &w) { return !w.hung || plat::now_ms() - w.since >
 // Key counters; never reset.
 uint16_t keycode, key_send, key_end;
 pthread_t powerkey_thread;
-
-void shell_log_step()
-{
-	std::memset(buf.command, 0, sizeof buf.command);
-	std::snprintf(buf.command, sizeof buf.command, "dmesg -c >> %s", kLogPath);
-	plat::system(buf.command);
-}
 
 // The loop's sources, in the order a pass serves them.
 enum source { UART, USB, KEYPAD, JOG_BALL, TOUCH, SOURCE_COUNT };
@@ -170,7 +162,7 @@ void command_step()
 	watch.hung = false;
 	check_tapp_command(buf.command, static_cast<size_t>(n), buf.answer, sizeof buf.answer);
 	report_hangups();
-	shell_log_step();
+	log_step();
 	write_response(loop.act_fd, buf.answer);
 	DBG("exitpwrkey_thread=%d,ftm_test_mode=%d!\n", loop.exitpwrkey_thread.load(), loop.ftm_test_mode);
 	update_powerkey_thread();
@@ -257,7 +249,8 @@ void touch_step()
 
 void start_up()
 {
-	plat::system("mkdir /data");
+	// What "mkdir /data" does, without a shell and a program start.
+	plat::mkdir("/data", 0777);
 	plat::system("mount -t yaffs2 /dev/block/mtdblock9 /data");
 	hal::show_info();
 	loop.uart_fd = 0;
@@ -269,7 +262,7 @@ void start_up()
 	ftm::srand(plat::time(nullptr));
 	write_response(loop.act_fd, "FTMModeReady\n");
 	DBG("FTMModeReady\n");
-	shell_log_step();
+	log_step();
 	// Held open for the life of the process; nothing uses it.
 	(void)plat::open("/dev/ftmgpio", O_RDWR);
 	loop.exitpwrkey_thread = 1;

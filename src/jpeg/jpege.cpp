@@ -63,6 +63,12 @@ int jpege_validate_image_config(const jpege_img_cfg_t *cfg)
 		return JPEGERR_EBADPARM;
 	if (!cfg->luma_dc_huff || !cfg->chroma_dc_huff || !cfg->luma_ac_huff || !cfg->chroma_ac_huff)
 		return JPEGERR_EBADPARM;
+	// The DRI segment has 16 bits for it; more would write a corrupt file.
+	if (cfg->restart_interval > 0xFFFF) {
+		fprintf(stderr, "jpege_validate_image_config: restart interval %u does not fit in 16 bits (max 65535)\n",
+		        cfg->restart_interval);
+		return JPEGERR_EBADPARM;
+	}
 	return JPEGERR_SUCCESS;
 }
 

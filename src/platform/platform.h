@@ -65,6 +65,7 @@ FILE *fopen(const char *path, const char *mode);
 int stat(const char *path, struct stat *st);
 int statfs(const char *path, struct statfs *st);
 int unlink(const char *path);
+int mkdir(const char *path, mode_t mode);
 
 // The shell: absolute paths in the command line name the board's files.
 int system(const char *command);

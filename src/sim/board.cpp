@@ -203,11 +203,20 @@ void Board::kmsg_write(std::string_view text)
 {
 	// The kernel gives a user line its default level, as "<4>".
 	std::string line = "<4>" + std::string(text);
-	KmsgLock lock(root_ + "/dev/kmsg", O_WRONLY | O_CREAT | O_APPEND);
+	KmsgLock lock(root_ + "/dev/kmsg", O_RDWR | O_CREAT | O_APPEND);
 	if (lock.fd() < 0)
 		return;
 	ssize_t n = ::write(lock.fd(), line.data(), line.size());
 	(void)n;
+	struct stat st{};
+	if (::fstat(lock.fd(), &st) != 0 || static_cast<size_t>(st.st_size) <= kKmsgRing)
+		return;
+	// A full ring: keep the newest bytes, as the kernel's character ring does.
+	std::string keep(kKmsgRing, '\0');
+	ssize_t got = ::pread(lock.fd(), keep.data(), keep.size(), st.st_size - static_cast<off_t>(kKmsgRing));
+	if (got != static_cast<ssize_t>(keep.size()) || ::ftruncate(lock.fd(), 0) != 0)
+		return;
+	n = ::write(lock.fd(), keep.data(), keep.size());
 }
 
 std::string Board::kmsg_read(bool clear)

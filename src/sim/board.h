@@ -2,6 +2,7 @@
 // system, and a plain text board file that says what the hardware reports.
 #pragma once
 
+#include <cstddef>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -34,6 +35,10 @@ public:
 	// Removes the temporary files of saves that a killed process left in
 	// var/; a live process's, and every stored value, are kept. The count.
 	int remove_stale_temporaries();
+
+	// The kernel log ring holds this many bytes, as the phone's does (a
+	// shift of 17); a write beyond it drops the oldest bytes.
+	static constexpr size_t kKmsgRing = size_t{1} << 17;
 
 	// Appends a line to the board's kernel log, as a write to /dev/kmsg does.
 	void kmsg_write(std::string_view text);

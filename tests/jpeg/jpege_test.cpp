@@ -298,6 +298,10 @@ TEST(Jpege, BadConfigurations)
 	EXPECT_EQ(start_with([](jpege_cfg_t &k) { k.target_file_size = 1000; }), JPEGERR_EUNSUPPORTED);
 	EXPECT_EQ(start_with([](jpege_cfg_t &k) { k.header_type = 2; }), JPEGERR_EBADPARM);
 	EXPECT_EQ(start_with([](jpege_cfg_t &k) { k.preference = 4; }), JPEGERR_EBADPARM);
+	// The restart interval is a 16-bit field of the file.
+	EXPECT_EQ(start_with([](jpege_cfg_t &k) { k.main_cfg.restart_interval = 65536; }), JPEGERR_EBADPARM);
+	EXPECT_EQ(start_with([](jpege_cfg_t &k) { k.thumbnail_present = 1; k.thumbnail_cfg.restart_interval = 70000; }),
+	          JPEGERR_EBADPARM);
 	// No thumbnail source: the engines' start check finds a null image.
 	EXPECT_EQ(start_with([](jpege_cfg_t &k) { k.thumbnail_present = 1; }), JPEGERR_ENULLPTR);
 	EXPECT_EQ(jpege_start(c.enc, nullptr, nullptr), JPEGERR_ENULLPTR);
@@ -310,8 +314,12 @@ TEST(Jpege, BadConfigurations)
 	EXPECT_EQ(jpege_start(c.enc, &c.cfg, nullptr), JPEGERR_EBADPARM);
 	c.planes->chroma->size = 320 * 120;
 
-	// After all of that the encoder is idle and works.
+	// After all of that the encoder is idle and works, up to the largest
+	// interval the DRI segment holds.
+	c.cfg.main_cfg.restart_interval = 65535;
 	ASSERT_EQ(jpege_start(c.enc, &c.cfg, nullptr), 0);
 	EXPECT_TRUE(c.wait_event(JPEG_EVENT_DONE));
 	EXPECT_EQ(decode(c.bytes).warnings, 0);
+	const std::vector<uint8_t> dri{0xFF, 0xDD, 0x00, 0x04, 0xFF, 0xFF};
+	EXPECT_NE(std::search(c.bytes.begin(), c.bytes.end(), dri.begin(), dri.end()), c.bytes.end());
 }

@@ -76,7 +76,7 @@ std::string SimPhone::boot()
 {
 	station::Phone::Options o;
 	o.board_dir = dir_;
-	o.ftmd_path = FTMD_SIM_PATH;
+	o.ftmd_path = setup_.ftmd;
 	o.usb_at_start = setup_.usb_at_start;
 	std::string error;
 	if (!phone_.start(o, &error)) {

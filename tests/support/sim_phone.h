@@ -16,6 +16,7 @@ public:
 		std::map<std::string, std::string> board;  // board.conf values
 		bool usb_at_start = true;
 		bool start = true;  // false: call boot() after preparing the board
+		std::string ftmd = FTMD_SIM_PATH;  // the daemon binary
 	};
 
 	SimPhone();

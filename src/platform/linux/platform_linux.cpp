@@ -117,6 +117,7 @@ FILE *fopen(const char *path, const char *mode) { return ::fopen(path, mode); }
 int stat(const char *path, struct stat *st) { return ::stat(path, st); }
 int statfs(const char *path, struct statfs *st) { return ::statfs(path, st); }
 int unlink(const char *path) { return ::unlink(path); }
+int mkdir(const char *path, mode_t mode) { return ::mkdir(path, mode); }
 int chdir(const char *path) { return ::chdir(path); }
 int system(const char *command) { return ::system(command); }
 

@@ -232,6 +232,8 @@ int statfs(const char *path, struct statfs *st)
 
 int unlink(const char *path) { return ::unlink(board().map(path).c_str()); }
 
+int mkdir(const char *path, mode_t mode) { return ::mkdir(board().map(path).c_str(), mode); }
+
 int chdir(const char *path) { return ::chdir(board().map(path).c_str()); }
 
 int system(const char *command)
@@ -255,11 +257,13 @@ int shell_on(int fd)
 
 int klogctl(int type, char *buf, int len)
 {
-	constexpr int kReadClear = 4, kClear = 5;
+	constexpr int kReadClear = 4, kClear = 5, kSizeBuffer = 10;
 	if (type == kClear) {
 		board().kmsg_read(true);
 		return 0;
 	}
+	if (type == kSizeBuffer)
+		return static_cast<int>(sim::Board::kKmsgRing);
 	if (!buf || len < 0) {
 		errno = EINVAL;
 		return -1;
