@@ -104,7 +104,14 @@ int dump_log()
 	long total = 0;
 	size_t n;
 	do {
-		send_data(fd, block.data(), strnlen(block.data(), kDumpBlock));
+		// A port that took nothing over a block's retries is gone: the rest
+		// is not tried block by block, so the whole dump stays bounded.
+		size_t length = strnlen(block.data(), kDumpBlock);
+		if (length != 0 && send_data(fd, block.data(), length) <= 0) {
+			std::fclose(file);
+			DBG("at_dumpLog: the port takes nothing; dump cut short\n");
+			return 1;
+		}
 		block.fill(0);
 		n = std::fread(block.data(), 1, kDumpBlock, file);
 		total += static_cast<long>(kDumpBlock);

@@ -3,6 +3,7 @@
 // and serve a station that comes back.
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <string>
 
 #include "support/sim_phone.h"
@@ -55,6 +56,22 @@ TEST(HangUp, UsbHangUpInsideCalibrationEndsTheBridge)
 	EXPECT_EQ(phone.ask("AT\n"), "OK\n");
 	phone.press_key(100);
 	EXPECT_TRUE(phone.wait_trace("keycode= 100", 1));
+}
+
+TEST(HangUp, UsbHangUpDuringALogDumpCutsItShort)
+{
+	SimPhone phone;
+	ASSERT_EQ(phone.ask_usb("AT\n"), "OK\n");
+	std::ofstream(phone.path("data/ftm.log"), std::ios::app) << std::string(2 << 20, 'x');
+	phone.send_usb("AT+DUMPLOG\n");
+	// The header has come: the dump is under way.
+	std::string seen;
+	for (int i = 0; i < 100 && seen.find("\nOK\n") == std::string::npos; ++i)
+		seen += phone.read_usb(100);
+	ASSERT_NE(seen.find("SIZE= "), std::string::npos) << seen.substr(0, 80);
+	phone.phone().hang_up_usb();
+	EXPECT_TRUE(phone.wait_trace("at_dumpLog: the port takes nothing; dump cut short", 1));
+	EXPECT_EQ(phone.ask("AT\n", {}, 5000), "OK\n");
 }
 
 }  // namespace
