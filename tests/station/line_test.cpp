@@ -97,6 +97,9 @@ int run_station(const std::string &args, const std::string &out)
 	return s.wait(300s);
 }
 
+// What a station run said, both streams, for a failed expectation.
+std::string said(const std::string &out) { return slurp(out) + slurp(out + ".err"); }
+
 // Pulls a simulated phone's cable: ends every process running on its board
 // (the daemon and whatever it forked), found by the board in its environment.
 int unplug(const std::string &board)
@@ -216,12 +219,12 @@ TEST(StationLine, InterlockRefusesPhonesThatSkippedOrFailedAStation)
 	std::string b1 = " --board " + t.path + "/b1", b2 = " --board " + t.path + "/b2", b3 = " --board " + t.path + "/b3";
 	std::string db = " --db " + t.path + "/results.db";
 
-	EXPECT_EQ(run_station("--sim 3" + b1 + b2 + b3 + " run " + a + db, t.path + "/a.out"), 0) << slurp(t.path + "/a.out");
+	EXPECT_EQ(run_station("--sim 3" + b1 + b2 + b3 + " run " + a + db, t.path + "/a.out"), 0) << said(t.path + "/a.out");
 	// Phone 2 skips B; phone 3 fails it.
 	EXPECT_EQ(run_station("--sim 2" + b1 + b3 + " --set 2:gpio.fail.fuse_read=1 run " + b + db, t.path + "/b.out"), 1)
-	    << slurp(t.path + "/b.out");
+	    << said(t.path + "/b.out");
 	int code = run_station("--sim 3" + b1 + b2 + b3 + " run " + rf + " --json " + t.path + "/rf" + db, t.path + "/rf.out");
-	EXPECT_EQ(code, 1) << slurp(t.path + "/rf.out");
+	EXPECT_EQ(code, 1) << said(t.path + "/rf.out");
 
 	struct Want {
 		const char *port, *verdict, *reason, *flags_after;

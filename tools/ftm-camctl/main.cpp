@@ -10,9 +10,11 @@
 //
 //   ftm-camctl preview_mode=0 dimension=1280x960 start_preview wait
 //              zoom=20 wait stop_preview start_snapshot wait log
+#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <vector>
 #include <fcntl.h>
 #include <string>
 #include <string_view>
@@ -105,14 +107,16 @@ int run(int fd, std::string_view arg)
 int main(int argc, char **argv)
 {
 	std::string board, sensor;
-	int opt;
-	while ((opt = ::getopt(argc, argv, "b:s:")) != -1) {
-		if (opt == 'b')
-			board = optarg;
-		else if (opt == 's')
-			sensor = optarg;
-		else
-			return 2;
+	std::vector<std::string> commands;
+	CLI::App app{"ftm-camctl: the camera client's control commands against the simulated camera driver",
+	             "ftm-camctl"};
+	app.add_option("-b,--board", board, "the board folder (default: a fresh one in a temporary folder)");
+	app.add_option("-s,--sensor", sensor, "the board's camera.sensor");
+	app.add_option("COMMAND", commands, "COMMAND[=VALUE]: a control command, wait, or log")->required();
+	try {
+		app.parse(argc, argv);
+	} catch (const CLI::ParseError &e) {
+		return app.exit(e) == 0 ? 0 : 2;
 	}
 	if (board.empty()) {
 		char tmpl[] = "/tmp/ftm-camctl-XXXXXX";
@@ -128,8 +132,8 @@ int main(int argc, char **argv)
 	int fd = plat::open("/dev/msm_camera0", O_RDWR);
 	std::thread conf([] { cam_conf(nullptr); });
 	int failures = 0;
-	for (int i = optind; i < argc; ++i)
-		failures += run(fd, argv[i]) != 0;
+	for (const std::string &c : commands)
+		failures += run(fd, c) != 0;
 	uint8_t none = 0;
 	send(fd, CAMERA_EXIT, &none, 0, "exit");
 	conf.join();

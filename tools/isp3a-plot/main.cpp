@@ -4,6 +4,7 @@
 // and draws them with gnuplot as SVG.
 //
 //   isp3a-plot [out-dir]      (default: isp3a-plots)
+#include <CLI/CLI.hpp>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -61,7 +62,11 @@ plot 'focus.csv' using 2:3 with linespoints pt 7 ps 0.5 title 'samples in search
 
 int main(int argc, char **argv)
 {
-	std::string dir = argc > 1 ? argv[1] : "isp3a-plots";
+	std::string dir = "isp3a-plots";
+	CLI::App app{"isp3a-plot: runs 3A on the simulated Bayer sensor and writes its curves as CSV and gnuplot scripts",
+	             "isp3a-plot"};
+	app.add_option("DIR", dir, "the folder for the plots' data (default isp3a-plots)");
+	CLI11_PARSE(app, argc, argv);
 	::mkdir(dir.c_str(), 0755);
 	// The algorithms' trace goes to the log file, not the terminal.
 	int log = ::open((dir + "/trace.log").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
