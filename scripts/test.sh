@@ -1,6 +1,7 @@
 #!/bin/sh
 # Builds and runs every test: the plain build, then the same suite under
-# AddressSanitizer and UndefinedBehaviorSanitizer.
+# AddressSanitizer and UndefinedBehaviorSanitizer, then the phone's ARM
+# build with its tests run under qemu-arm.
 set -e
 cd "$(dirname "$0")/.."
 sh scripts/setup.sh
@@ -11,3 +12,6 @@ cmake --preset asan
 cmake --build --preset asan
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
 	ctest --preset asan
+cmake --preset armel
+cmake --build --preset armel
+ctest --preset armel

@@ -113,7 +113,11 @@ bool Phone::start(const Options &options, std::string *error)
 			::dup2(out, 2);
 		}
 		::setenv("FTM_BOARD", options_.board_dir.c_str(), 1);
-		::execl(options_.ftmd_path.c_str(), "ftmd-sim", static_cast<char *>(nullptr));
+		if (options_.emulator.empty())
+			::execl(options_.ftmd_path.c_str(), "ftmd-sim", static_cast<char *>(nullptr));
+		else
+			::execl(options_.emulator.c_str(), options_.emulator.c_str(), options_.ftmd_path.c_str(),
+			        static_cast<char *>(nullptr));
 		::_exit(127);
 	}
 	::setpgid(pid_, pid_);
