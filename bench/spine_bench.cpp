@@ -45,6 +45,21 @@ void BM_PtyRoundTrip(benchmark::State &state)
 }
 BENCHMARK(BM_PtyRoundTrip)->Unit(benchmark::kMicrosecond);
 
+// From the daemon's start to its "FTMModeReady" on the wired port: the
+// version screen, the input devices, the first kernel log copy.
+void BM_StartToReady(benchmark::State &state)
+{
+	testing_support::SimPhone phone({.start = false});
+	for (auto _ : state) {
+		if (phone.boot() != "FTMModeReady\n")
+			state.SkipWithError("no FTMModeReady");
+		state.PauseTiming();
+		phone.stop();
+		state.ResumeTiming();
+	}
+}
+BENCHMARK(BM_StartToReady)->Unit(benchmark::kMillisecond)->Iterations(10);
+
 }  // namespace
 
 BENCHMARK_MAIN();

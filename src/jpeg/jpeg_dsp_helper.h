@@ -3,6 +3,7 @@
 #pragma once
 
 #include <condition_variable>
+#include <cstddef>
 #include <cstdint>
 #include <mutex>
 #include <thread>
@@ -41,6 +42,12 @@ struct adsp_pmem_info_t {
 	int32_t fd;
 	void *vaddr;
 };
+// The DSP driver's records on the phone, where a pointer is 32 bits.
+static_assert(offsetof(adsp_command_t, length) == 4 && offsetof(adsp_command_t, data) == 8);
+static_assert(offsetof(adsp_event_t, msg_id) == 8 && offsetof(adsp_event_t, flag) == 10 &&
+              offsetof(adsp_event_t, size) == 12 && offsetof(adsp_event_t, data) == 16);
+static_assert(sizeof(void *) != 4 || (sizeof(adsp_command_t) == 12 && sizeof(adsp_event_t) == 20 &&
+                                      sizeof(adsp_pmem_info_t) == 8 && offsetof(adsp_pmem_info_t, vaddr) == 4));
 
 using jpeg_dsp_event_handler_t = void (*)(void *user, uint16_t id, const uint32_t *data, uint32_t words);
 

@@ -11,5 +11,7 @@ struct pmem_region {
 	unsigned long offset;
 	unsigned long len;
 };
+// The phone's long is 32 bits: the driver reads two words.
+static_assert(sizeof(void *) != 4 || sizeof(pmem_region) == 8);
 
 }  // namespace plat

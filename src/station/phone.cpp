@@ -126,7 +126,13 @@ bool Phone::start(const Options &options, std::string *error)
 			::dup2(out, 1);
 			::dup2(out, 2);
 		}
-		::execve(options_.ftmd_path.c_str(), argv, env.data());
+		if (options_.emulator.empty()) {
+			::execve(options_.ftmd_path.c_str(), argv, env.data());
+		} else {
+			char *with_emulator[] = {const_cast<char *>(options_.emulator.c_str()),
+			                        const_cast<char *>(options_.ftmd_path.c_str()), nullptr};
+			::execve(options_.emulator.c_str(), with_emulator, env.data());
+		}
 		::_exit(127);
 	}
 	// The daemon holds the wired port now; when it dies the station reads

@@ -11,6 +11,7 @@ public:
 	struct Options {
 		std::string board_dir;  // an initialised board
 		std::string ftmd_path;  // the ftmd-sim binary
+		std::string emulator;   // runs ftmd_path when it is no program of this machine (qemu-arm); empty: none
 		bool usb_at_start = true;  // else attach_usb() plugs it in later
 		std::string output_log;    // daemon's stdout/stderr; default board_dir/ftmd.out
 	};

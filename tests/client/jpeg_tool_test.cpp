@@ -8,6 +8,7 @@
 #include <string>
 
 #include "station/board.h"
+#include "support/sim_phone.h"
 
 namespace {
 
@@ -19,7 +20,8 @@ std::string slurp(const std::string &path)
 
 int run(const std::string &board, const std::string &args, const std::string &log)
 {
-	std::string cmd = "FTM_BOARD=" + board + " " FTM_BIN_DIR "/ftm-jpeg-sim " + args + " >" + log + " 2>&1";
+	std::string cmd = "FTM_BOARD=" + board + " " + testing_support::program_command("ftm-jpeg-sim") + " " + args +
+	                  " >" + log + " 2>&1";
 	return std::system(cmd.c_str());
 }
 

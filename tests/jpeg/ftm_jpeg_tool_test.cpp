@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "jpeg_check.h"
+#include "support/sim_phone.h"
 
 namespace fs = std::filesystem;
 using namespace jpeg_check;
@@ -53,7 +54,7 @@ void write_raw(const std::string &path, const yuv_image &img)
 	f.write(reinterpret_cast<const char *>(img.chroma.data()), std::streamsize(img.chroma.size()));
 }
 
-const std::string tool = std::string(FTM_BIN_DIR) + "/ftm-jpeg";
+const std::string tool = testing_support::program_command("ftm-jpeg");
 
 }  // namespace
 

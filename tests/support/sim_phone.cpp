@@ -41,6 +41,12 @@ void remove_tree(const std::string &dir)
 
 }  // namespace
 
+std::string program_command(const std::string &name)
+{
+	std::string path = std::string(FTM_BIN_DIR) + "/" + name;
+	return std::string(FTM_EMULATOR).empty() ? path : std::string(FTM_EMULATOR) + " " + path;
+}
+
 bool is_complete_answer(const std::string &text)
 {
 	return text.ends_with("OK\n") || text.ends_with("ERROR\n") || text.ends_with("NOTSUPPORTED\n");
@@ -76,7 +82,12 @@ std::string SimPhone::boot()
 {
 	station::Phone::Options o;
 	o.board_dir = dir_;
-	o.ftmd_path = setup_.ftmd;
+	// Another build's daemon may stand in (the phone's ARM one, run by
+	// qemu-arm, against this build's station side).
+	const char *daemon = std::getenv("FTM_SIM_DAEMON");
+	const char *emulator = std::getenv("FTM_SIM_EMULATOR");
+	o.ftmd_path = daemon && *daemon && setup_.ftmd == FTMD_SIM_PATH ? daemon : setup_.ftmd;
+	o.emulator = emulator ? emulator : FTM_EMULATOR;
 	o.usb_at_start = setup_.usb_at_start;
 	std::string error;
 	if (!phone_.start(o, &error)) {

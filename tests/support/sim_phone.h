@@ -10,6 +10,12 @@
 
 namespace testing_support {
 
+// The shell command that runs one of the build's programs: through the
+// emulator when the build is for another processor (the phone's).
+std::string program_command(const std::string &name);
+
+// Runs this build's ftmd-sim (under its emulator, if it has one), or the one
+// FTM_SIM_DAEMON names under FTM_SIM_EMULATOR (empty or unset: none).
 class SimPhone {
 public:
 	struct Setup {

@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
-#include <linux/input.h>
 #include <mutex>
 #include <set>
 #include <sys/ioctl.h>
@@ -15,6 +14,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "platform/linux/input_event.h"
 #include "platform/platform.h"
 #include "platform/shell_on.h"
 
@@ -25,7 +25,7 @@ namespace {
 // The daemon reads input events as the phone's 16-byte records. On a host
 // whose struct input_event is larger, descriptors of input devices are
 // translated on read.
-constexpr bool kTranslateInput = sizeof(struct input_event) != 16;
+constexpr bool kTranslateInput = !kernel_input_event_is_phone_record;
 
 std::mutex input_mutex;
 std::set<int> input_fds;
@@ -42,7 +42,7 @@ ssize_t read_input_events(int fd, void *buf, size_t n)
 {
 	constexpr size_t kMax = 16;
 	struct input_event host[kMax];
-	size_t want = std::min(n / 16, kMax);
+	size_t want = std::min(n / PHONE_INPUT_EVENT_SIZE, kMax);
 	if (want == 0)
 		return 0;
 	ssize_t got = ::read(fd, host, want * sizeof host[0]);
@@ -50,17 +50,9 @@ ssize_t read_input_events(int fd, void *buf, size_t n)
 		return got;
 	size_t count = static_cast<size_t>(got) / sizeof host[0];
 	auto *out = static_cast<unsigned char *>(buf);
-	for (size_t i = 0; i < count; ++i) {
-		uint32_t sec = static_cast<uint32_t>(host[i].input_event_sec);
-		uint32_t usec = static_cast<uint32_t>(host[i].input_event_usec);
-		int32_t value = host[i].value;
-		std::memcpy(out + i * 16 + 0, &sec, 4);
-		std::memcpy(out + i * 16 + 4, &usec, 4);
-		std::memcpy(out + i * 16 + 8, &host[i].type, 2);
-		std::memcpy(out + i * 16 + 10, &host[i].code, 2);
-		std::memcpy(out + i * 16 + 12, &value, 4);
-	}
-	return static_cast<ssize_t>(count * 16);
+	for (size_t i = 0; i < count; ++i)
+		to_phone_input_event(host[i], out + i * PHONE_INPUT_EVENT_SIZE);
+	return static_cast<ssize_t>(count * PHONE_INPUT_EVENT_SIZE);
 }
 
 }  // namespace
