@@ -6,6 +6,7 @@ set -e
 PACKAGES="
 build-essential
 cmake
+ccache
 pkg-config
 libgtest-dev
 libgmock-dev

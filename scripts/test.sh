@@ -6,6 +6,10 @@
 set -e
 cd "$(dirname "$0")/.."
 sh scripts/setup.sh
+# Every build goes through ccache, keyed by paths below the checkout, so a
+# second clone or a rebuild compiles only what changed.
+export CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache
+export CCACHE_BASEDIR="$PWD" CCACHE_NOHASHDIR=1
 cmake --preset default
 cmake --build --preset default
 ctest --preset default
