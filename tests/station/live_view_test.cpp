@@ -333,7 +333,11 @@ TEST(LiveViewPhone, TheScreenIsThePanelAndKeysReachTheDaemon)
 	for (int i = 0; i < 5; ++i)
 		for (int code : {100, 229})
 			ASSERT_EQ(http_request(view.port(), "POST", "/key?code=" + std::to_string(code))->status, 200);
-	ASSERT_EQ(phone.ask("AT\n"), "OK\n");  // the last key step is over
+	// Each key is answered once the daemon has read it; its trace says the
+	// key step has run, and the command after it that the step is over.
+	EXPECT_TRUE(phone.wait_trace("keycode= 100", 5));
+	EXPECT_TRUE(phone.wait_trace("keycode= 229", 5));
+	ASSERT_EQ(phone.ask("AT\n"), "OK\n");
 	station::Image menu = png();
 	EXPECT_EQ(menu.rgb, station::read_screen(phone.path(""))->rgb);
 	EXPECT_NE(menu.rgb, version.rgb);
