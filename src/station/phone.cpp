@@ -12,6 +12,7 @@
 #include <pty.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <mutex>
 #include <vector>
 
 #include "station/link.h"
@@ -20,8 +21,15 @@ namespace station {
 
 namespace {
 
+// openpty cannot set close-on-exec itself: a phone forked by another
+// thread between openpty and fcntl would hold this phone's port open for
+// its whole life, and this phone's hang-up would never be seen. Opening
+// ports and forking take turns.
+std::mutex fork_lock;
+
 bool open_pty(int *master, int *slave, std::string *name)
 {
+	std::lock_guard<std::mutex> lock(fork_lock);
 	char path[256] = {};
 	if (::openpty(master, slave, path, nullptr, nullptr) != 0)
 		return false;
@@ -112,7 +120,10 @@ bool Phone::start(const Options &options, std::string *error)
 	char name[] = "ftmd-sim";
 	char *argv[] = {name, nullptr};
 
-	pid_ = ::fork();
+	{
+		std::lock_guard<std::mutex> lock(fork_lock);
+		pid_ = ::fork();
+	}
 	if (pid_ < 0) {
 		if (error)
 			*error = std::string("fork: ") + std::strerror(errno);

@@ -102,20 +102,28 @@ std::string said(const std::string &out) { return slurp(out) + slurp(out + ".err
 
 // Pulls a simulated phone's cable: ends every process running on its board
 // (the daemon and whatever it forked), found by the board in its environment.
+// A child forked while /proc is read holds the port open too, so the scan
+// repeats until it finds nobody left.
 int unplug(const std::string &board)
 {
 	int killed = 0;
-	DIR *proc = ::opendir("/proc");
-	while (dirent *e = proc ? ::readdir(proc) : nullptr) {
-		pid_t pid = static_cast<pid_t>(std::atoi(e->d_name));
-		if (pid <= 0)
-			continue;
-		std::string env = slurp(std::string("/proc/") + e->d_name + "/environ");
-		if (env.find(std::string("FTM_BOARD=") + board + '\0') != std::string::npos && ::kill(pid, SIGKILL) == 0)
-			++killed;
+	for (int round = 0; round < 100; ++round) {
+		int found = 0;
+		DIR *proc = ::opendir("/proc");
+		while (dirent *e = proc ? ::readdir(proc) : nullptr) {
+			pid_t pid = static_cast<pid_t>(std::atoi(e->d_name));
+			if (pid <= 0)
+				continue;
+			std::string env = slurp(std::string("/proc/") + e->d_name + "/environ");
+			if (env.find(std::string("FTM_BOARD=") + board + '\0') != std::string::npos && ::kill(pid, SIGKILL) == 0)
+				++found;
+		}
+		if (proc)
+			::closedir(proc);
+		if (found == 0)
+			break;
+		killed += found;
 	}
-	if (proc)
-		::closedir(proc);
 	return killed;
 }
 
