@@ -51,6 +51,7 @@ public:
 		std::string cmd = std::string(FTM_BIN_DIR) + "/ftm-station " + args + " >" + out + " 2>" + out + ".err";
 		pid_ = ::fork();
 		if (pid_ == 0) {
+			::setpgid(0, 0);  // so kill_all() reaches the shell and the station alike
 			::execl("/bin/sh", "sh", "-c", cmd.c_str(), static_cast<char *>(nullptr));
 			::_exit(127);
 		}
@@ -84,6 +85,13 @@ public:
 	}
 	std::string out() const { return slurp(out_); }
 	std::string err() const { return slurp(out_ + ".err"); }
+	// A station killed where it stands: no handler, no clean-up of its own.
+	void kill_all()
+	{
+		::kill(-pid_, SIGKILL);
+		::waitpid(pid_, nullptr, 0);
+		code_ = 128;
+	}
 
 private:
 	std::string out_;
@@ -259,6 +267,74 @@ TEST(StationLine, InterlockRefusesPhonesThatSkippedOrFailedAStation)
 	for (const auto &p : phones)
 		verdicts[p.port] = p.verdict;
 	EXPECT_EQ(verdicts, (std::map<std::string, std::string>{{"sim1", "PASS"}, {"sim2", "REFUSED"}, {"sim3", "REFUSED"}}));
+}
+
+// The step lines of a phone in plain output, "simK [ k/n] PASS ...", with
+// the step's index from 0 and its verdict.
+std::vector<std::pair<int, std::string>> shown_steps(const std::string &out, const std::string &port)
+{
+	std::vector<std::pair<int, std::string>> steps;
+	std::istringstream in(out);
+	for (std::string line; std::getline(in, line);) {
+		int k = 0, n = 0;
+		char verdict[8] = {};
+		if (line.starts_with(port + " [") &&
+		    std::sscanf(line.c_str() + port.size(), " [%d/%d] %7s", &k, &n, verdict) == 3)
+			steps.emplace_back(k - 1, verdict);
+	}
+	return steps;
+}
+
+TEST(StationLine, AStationKilledMidRunKeepsEveryStepItShowedAndTheRunIsMarkedIncomplete)
+{
+	TempDir t;
+	std::string db = t.path + "/results.db";
+	std::string board = " --board " + t.path + "/b1";
+	std::vector<std::pair<int, std::string>> shown;
+	{
+		Station station("--sim 1" + board + " run " + std::string(FTM_SOURCE_DIR) + "/lists/full.yaml --db " + db,
+		                t.path + "/out");
+		ASSERT_TRUE(station.wait_for("sim1 [ 12/", 240s)) << station.out() << station.err();
+		station.kill_all();
+		shown = shown_steps(station.out(), "sim1");
+	}
+	unplug(t.path + "/b1");  // the phone outlives its station
+	ASSERT_GE(shown.size(), 12u);
+
+	std::string error;
+	auto store = station::open_results_store(db, &error);
+	ASSERT_TRUE(store) << error;
+	std::vector<station::PhoneResult> phones;
+	ASSERT_EQ(store->read_phones({}, &phones), "");
+	ASSERT_EQ(phones.size(), 1u);
+	EXPECT_EQ(phones[0].verdict, "");  // never finished
+	EXPECT_FALSE(phones[0].seconds);
+	std::vector<station::StepRecord> steps;
+	ASSERT_EQ(store->read_steps(phones[0].id, &steps), "");
+	// Stored before shown: every step on the screen is in the store, as shown.
+	ASSERT_GE(steps.size(), shown.size());
+	for (size_t i = 0; i < shown.size(); ++i) {
+		EXPECT_EQ(steps[i].idx, shown[i].first);
+		EXPECT_EQ(steps[i].verdict, shown[i].second) << "step " << i;
+	}
+	std::string state;
+	ASSERT_EQ(store->read_run_state(1, &state), "");
+	EXPECT_EQ(state, "running");
+	store.reset();
+
+	// The same station starts again: the run it left is incomplete, the new one done.
+	ASSERT_EQ(run_station("--sim 1" + board + " run " + std::string(FTM_SOURCE_DIR) + "/lists/spine.yaml --db " + db,
+	                      t.path + "/again"),
+	          0)
+	    << said(t.path + "/again");
+	store = station::open_results_store(db, &error);
+	ASSERT_TRUE(store) << error;
+	ASSERT_EQ(store->read_run_state(1, &state), "");
+	EXPECT_EQ(state, "incomplete");
+	ASSERT_EQ(store->read_run_state(2, &state), "");
+	EXPECT_EQ(state, "done");
+	ASSERT_EQ(store->read_steps(phones[0].id, &steps), "");
+	EXPECT_GE(steps.size(), shown.size());  // nothing the killed run stored is lost
 }
 
 TEST(StationLine, ADatabaseThatCannotBeOpenedStopsTheStationBeforeAnyPhone)
