@@ -147,8 +147,8 @@ ssize_t write(int fd, const void *buf, size_t n)
 		board().kmsg_write(std::string_view(static_cast<const char *>(buf), n));
 		return static_cast<ssize_t>(n);
 	}
-	if (auto dev = devices().find(fd); dev && dev->stream_fd() < 0)
-		return dev->write(buf, n);
+	if (auto dev = devices().find(fd))
+		return dev->stream_fd() < 0 ? dev->write(buf, n) : dev->stream_write(fd, buf, n);
 	return ::write(fd, buf, n);
 }
 
