@@ -3,7 +3,6 @@
 // answer is hex digits with a length in bytes. Station bytes become numbers
 // here and reach a command line only as the daemon formats them.
 #include <cstdio>
-#include <cstring>
 
 #include "ftm/handlers.h"
 #include "ftm/tapp_param.h"
