@@ -85,8 +85,8 @@ void assemble_tapp_response(tapp_record record, char *answer, size_t answer_size
 // Forms one baseband input frame for each of count result slots.
 int assemble_input_tapp_response(char (*frames)[SLOT_SIZE], const char (*results)[SLOT_SIZE], int count);
 
-// Number of parameter bytes a handler may decode from params: the frame's
-// claim, bounded by what params can hold.
+// Number of parameter bytes copied to params: the frame's claim, bounded by
+// what params can hold. Handlers read past it into the cleared text.
 int tapp_param_count(const tapp_record *record, int claimed);
 
 }  // namespace ftm

@@ -5,6 +5,7 @@
 
 #include "ftm/debug.h"
 #include "ftm/handlers.h"
+#include "ftm/tapp_param.h"
 #include "hal/gpio.h"
 #include "hal/sensors.h"
 #include "platform/platform.h"
@@ -129,7 +130,7 @@ int tapp_hookswitch_test(tapp_record *r)
 	DBG("Vibrator test\n");  // sic: the station's logs have always said so
 	const char *cursor = r->params;
 	uint8_t unused = 0;
-	extract_bin_data_from_str(&cursor, &unused, 1);
+	tapp_param_take(r, &cursor, &unused, 1);
 	hal::bb_hookswitch_test(r);
 	return 0;
 }

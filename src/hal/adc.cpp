@@ -44,8 +44,6 @@ namespace ftm {
 int tapp_adc_test(tapp_record *r)
 {
 	int mask = tapp_param_byte(r, 0);
-	if (mask < 0)
-		mask = 0;  // no parameter: no channel asked for
 	for (int type = 0; type < hal::ADC_TYPE_COUNT; ++type) {
 		if (!(mask & (1 << type)))
 			continue;

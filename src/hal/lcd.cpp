@@ -9,6 +9,7 @@
 #include "ftm/debug.h"
 #include "ftm/graphics.h"
 #include "ftm/handlers.h"
+#include "ftm/tapp_param.h"
 #include "hal/fqc_tests.h"
 #include "hal/hal.h"
 #include "hal/utils.h"
@@ -151,8 +152,8 @@ int tapp_lcd_test(tapp_record *record)
 {
 	const char *cursor = record->params;
 	uint8_t bytes[2] = {};
-	extract_bin_data_from_str(&cursor, &bytes[0], 1);
-	extract_bin_data_from_str(&cursor, &bytes[1], 1);  // read, not used
+	tapp_param_take(record, &cursor, &bytes[0], 1);
+	tapp_param_take(record, &cursor, &bytes[1], 1);  // read, not used
 	int r = hal::lcd_test(bytes[0]);
 	std::snprintf(record->result, sizeof record->result, "%s", r != 0 ? "00" : "01");
 	record->result_len = 1;

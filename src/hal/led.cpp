@@ -83,7 +83,7 @@ int at_led_test(tapp_record *r)
 	// in bit 0. The digits are decoded as frames are, without a check.
 	const char *digits = r->params + 1;
 	uint8_t byte = 0;
-	extract_bin_data_from_str(&digits, &byte, 1);
+	tapp_param_take(r, &digits, &byte, 1);
 	int index = byte >> 4;
 	int channel = hal::check_led_index(index);
 	if (channel < 0) {

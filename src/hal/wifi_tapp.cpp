@@ -3,9 +3,9 @@
 // answer is hex digits with a length in bytes. Station bytes become numbers
 // here and reach a command line only as the daemon formats them.
 #include <cstdio>
-#include <cstring>
 
 #include "ftm/handlers.h"
+#include "ftm/tapp_param.h"
 #include "hal/wifi.h"
 #include "platform/platform.h"
 
@@ -16,22 +16,6 @@ namespace {
 constexpr int WIFI_MIN_CHANNEL = 1;
 constexpr int WIFI_MAX_CHANNEL = 13;
 constexpr int WIFI_POWER_ROUNDS = 6;
-
-// n parameter bytes at *cursor. A text that ends, or a line that ends,
-// before 2n digits gives zeros instead of decoding its terminator.
-void take(const char **cursor, void *out, int n)
-{
-	const char *p = *cursor;
-	int digits = 0;
-	while (digits < 2 * n && p[digits] != '\0' && p[digits] != '\r' && p[digits] != '\n')
-		++digits;
-	if (digits < 2 * n) {
-		std::memset(out, 0, static_cast<size_t>(n));
-		*cursor += digits;
-		return;
-	}
-	extract_bin_data_from_str(cursor, out, n);
-}
 
 void answer16(tapp_record *r, int16_t value)
 {
@@ -53,9 +37,9 @@ void set_or_read(tapp_record *r, int16_t *field)
 {
 	const char *cursor = r->params;
 	uint8_t op = 0;
-	take(&cursor, &op, 1);
+	tapp_param_take(r, &cursor, &op, 1);
 	if (op == 1)
-		take(&cursor, field, 2);
+		tapp_param_take(r, &cursor, field, 2);
 }
 
 }  // namespace
@@ -64,7 +48,7 @@ int tapp_wifi_power(tapp_record *r)
 {
 	const char *cursor = r->params;
 	uint8_t unused = 0;
-	take(&cursor, &unused, 1);
+	tapp_param_take(r, &cursor, &unused, 1);
 	hal::wifi_power_test(1);
 	plat::sleep(1);
 	// The verdict is the rfkill state right after power-on; the retries
@@ -134,8 +118,8 @@ int tapp_wifi_txmode(tapp_record *r)
 {
 	const char *cursor = r->params;
 	uint8_t on = 0;
-	take(&cursor, &on, 1);
-	take(&cursor, &hal::wifi_data.txmode, 2);
+	tapp_param_take(r, &cursor, &on, 1);
+	tapp_param_take(r, &cursor, &hal::wifi_data.txmode, 2);
 	hal::wifi_txmode(on, hal::wifi_data);
 	answer16(r, hal::wifi_data.txmode);
 	return 0;
@@ -145,7 +129,7 @@ int tapp_wifi_fer(tapp_record *r)
 {
 	const char *cursor = r->params;
 	uint8_t mode = 0;
-	take(&cursor, &mode, 1);
+	tapp_param_take(r, &cursor, &mode, 1);
 	if (mode == 0) {
 		hal::wifi_fer(0, hal::wifi_data);
 		answer32(r, 0);

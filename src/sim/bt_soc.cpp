@@ -3,7 +3,8 @@
 // and speaks H4: HCI Reset, Read BD_ADDR and the vendor requests, answered as
 // the silicon named in board.conf would. It answers only while the rfkill
 // state file says "1", records the NVM tags it is sent, writes a btsnoop
-// capture, and can be told to fail (bt.fault).
+// capture of the line (each write of the daemon as it came, malformed or
+// not, and each event), and can be told to fail (bt.fault).
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -107,6 +108,18 @@ public:
 	Board &board() { return board_; }
 	int slave() const { return slave_; }
 
+	// A write of the daemon to its end of the UART, captured exactly as it
+	// was taken: noise and half packets too. The line lock keeps it ahead
+	// of the events that answer it.
+	ssize_t host_write(int fd, const void *buf, size_t len)
+	{
+		std::lock_guard lock(line_mutex_);
+		ssize_t n = ::write(fd, buf, len);
+		if (n > 0)
+			snoop_.record({static_cast<const uint8_t *>(buf), static_cast<size_t>(n)}, false);
+		return n;
+	}
+
 	// A new open of the UART: a fresh bring-up's records.
 	void opened()
 	{
@@ -144,6 +157,7 @@ private:
 	Board &board_;
 	int master_, slave_, wake_read_, wake_write_;
 	BtSnoop snoop_;
+	std::mutex line_mutex_;  // the capture, between the daemon's writes and the model's
 	std::mutex mutex_;  // a bring-up's records, between an open and the model thread
 	std::thread thread_;
 	long commands_ = 0;
@@ -156,6 +170,7 @@ public:
 	explicit BtUart(std::shared_ptr<BtSoc> soc) : soc_(std::move(soc)) {}
 	int stream_fd() override { return soc_->slave(); }
 	int ioctl(unsigned long request, uintptr_t arg) override { return soc_->ioctl(request, arg); }
+	ssize_t stream_write(int fd, const void *buf, size_t n) override { return soc_->host_write(fd, buf, n); }
 
 private:
 	std::shared_ptr<BtSoc> soc_;
@@ -182,6 +197,7 @@ void BtSoc::append(const char *file, const std::string &line)
 void BtSoc::send(const Packet &p)
 {
 	// Non-blocking: a daemon that stops reading loses events, the model never hangs.
+	std::lock_guard lock(line_mutex_);
 	ssize_t n = ::write(master_, p.data(), p.size());
 	if (n > 0)
 		snoop_.record({p.data(), static_cast<size_t>(n)}, true);
@@ -219,7 +235,6 @@ void BtSoc::run()
 				break;
 			Packet cmd(in.begin(), in.begin() + 4 + in[3]);
 			in.erase(in.begin(), in.begin() + static_cast<long>(cmd.size()));
-			snoop_.record(cmd, false);
 			std::lock_guard lock(mutex_);
 			serve(cmd);
 		}

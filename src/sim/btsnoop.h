@@ -13,7 +13,8 @@ class BtSnoop {
 public:
 	// An empty path captures nothing.
 	explicit BtSnoop(const std::string &path);
-	// received: the SoC sent it (an event); else the host sent it (a command).
+	// One record. received: the SoC sent it (an event); else the host wrote
+	// it, one write as it came (a command, or noise and half packets).
 	void record(std::span<const uint8_t> packet, bool received);
 
 private:

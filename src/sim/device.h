@@ -9,6 +9,7 @@
 #include <string_view>
 #include <sys/mman.h>
 #include <sys/types.h>
+#include <unistd.h>
 
 namespace sim {
 
@@ -44,6 +45,9 @@ public:
 	// descriptor so the daemon can select on it; the model serves the far end.
 	// Such a device sees no read or write calls. -1 means intercept them.
 	virtual int stream_fd() { return -1; }
+	// The daemon's write to a streaming device's descriptor. A model that
+	// must see each write as it came (a capture of the line) takes it here.
+	virtual ssize_t stream_write(int fd, const void *buf, size_t n) { return ::write(fd, buf, n); }
 };
 
 using DeviceFactory = std::unique_ptr<Device> (*)(Board &board, int flags);

@@ -4,9 +4,12 @@
 #include "sim/framebuffer.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <linux/fb.h>
+#include <map>
+#include <mutex>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
@@ -36,6 +39,39 @@ struct mdp_blit_req {
 };
 static_assert(sizeof(mdp_blit_req) == 21 * 4);
 constexpr uint32_t kMaxBlitCount = 16;
+
+// The panel file's bytes that live mappings of this process reach, by
+// address. The file is never cut below the furthest of them: a page that
+// vanished under a mapping would fault the daemon.
+struct Mappings {
+	std::mutex mutex;
+	std::map<const void *, size_t> end_of;
+
+	void add(const void *addr, size_t end)
+	{
+		std::lock_guard lock(mutex);
+		end_of[addr] = end;
+	}
+	void remove(const void *addr)
+	{
+		std::lock_guard lock(mutex);
+		end_of.erase(addr);
+	}
+	size_t furthest()
+	{
+		std::lock_guard lock(mutex);
+		size_t most = 0;
+		for (const auto &[addr, end] : end_of)
+			most = std::max(most, end);
+		return most;
+	}
+};
+
+Mappings &mappings()
+{
+	static Mappings m;
+	return m;
+}
 
 long bounded(Board &board, const char *key, long fallback, long lo, long hi)
 {
@@ -97,7 +133,10 @@ public:
 			errno = EINVAL;
 			return MAP_FAILED;
 		}
-		return ::mmap(nullptr, len, prot, flags, fd_, off);
+		void *p = ::mmap(nullptr, len, prot, flags, fd_, off);
+		if (p != MAP_FAILED)
+			mappings().add(p, static_cast<size_t>(off) + len);
+		return p;
 	}
 
 private:
@@ -199,6 +238,8 @@ private:
 
 }  // namespace
 
+void framebuffer_unmapped(const void *addr) { mappings().remove(addr); }
+
 panel_geometry panel_of(Board &board)
 {
 	panel_geometry p{};
@@ -221,15 +262,24 @@ std::unique_ptr<Device> open_framebuffer(Board &board, int /*flags*/)
 	int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
 	if (fd < 0)
 		return nullptr;
-	// A missing or wrongly sized panel file is made the size of one frame.
+	// A missing or wrongly sized panel file is made the size of one frame,
+	// but never smaller than what the daemon still maps: a panel made
+	// smaller under a running daemon leaves the file's tail in place.
+	size_t keep = mappings().furthest();
+	size_t size = std::max(panel.frame_bytes(), keep);
 	struct stat st{};
 	if (::fstat(fd, &st) != 0 ||
-	    (static_cast<size_t>(st.st_size) != panel.frame_bytes() &&
-	     ::ftruncate(fd, static_cast<off_t>(panel.frame_bytes())) != 0)) {
+	    (static_cast<size_t>(st.st_size) != size && ::ftruncate(fd, static_cast<off_t>(size)) != 0)) {
 		int e = errno;
 		::close(fd);
 		errno = e;
 		return nullptr;
+	}
+	if (keep > panel.frame_bytes()) {
+		char line[160];
+		std::snprintf(line, sizeof line, "msmfb_sim: panel %dx%d at %d bpp; fb0 kept at %zu bytes while mapped\n",
+		              panel.width, panel.height, panel.bpp, keep);
+		board.kmsg_write(line);
 	}
 	return std::make_unique<Framebuffer>(panel, fd, board.num("lcd.pan_fail", 0) != 0);
 }

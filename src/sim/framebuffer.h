@@ -24,6 +24,10 @@ struct panel_geometry {
 // 16 bits per pixel.
 panel_geometry panel_of(Board &board);
 
+// The daemon unmapped addr: a panel mapping that started there no longer
+// holds the panel file at its size.
+void framebuffer_unmapped(const void *addr);
+
 // Where the pixels of the panel live on the host.
 constexpr const char *kFramebufferPath = "/dev/graphics/fb0";
 

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <sys/wait.h>
 
 #include "jpeg_check.h"
 #include "support/sim_phone.h"
@@ -120,12 +121,54 @@ TEST(FtmJpegTool, RefusesBadArgumentsAndShortFiles)
 	workdir w;
 	yuv_image img = make_picture(16, 16, 0);
 	write_raw(w.path("in.yuv"), img);
-	EXPECT_NE(sh(tool + " " + w.path("in.yuv") + " " + w.path("o.jpg")).status, 0);  // no size
-	EXPECT_NE(sh(tool + " -s 16x17 " + w.path("in.yuv") + " " + w.path("o.jpg")).status, 0);  // file too short
-	EXPECT_NE(sh(tool + " -s 16x16 -f h3v3 " + w.path("in.yuv") + " " + w.path("o.jpg")).status, 0);
-	EXPECT_NE(sh(tool + " -s 16x16 -q 0 " + w.path("in.yuv") + " " + w.path("o.jpg")).status, 0);
-	EXPECT_NE(sh(tool + " -s 16x16 -r 45 " + w.path("in.yuv") + " " + w.path("o.jpg")).status, 0);
-	EXPECT_NE(sh(tool + " -s 0x16 " + w.path("in.yuv") + " " + w.path("o.jpg")).status, 0);
-	run_result ok = sh(tool + " -s 16x16 " + w.path("in.yuv") + " " + w.path("o.jpg"));
-	EXPECT_EQ(ok.status, 0) << ok.out;
+	const std::string files = " " + w.path("in.yuv") + " " + w.path("o.jpg");
+	// Each bad argument is named, with exit status 2, before any encoding.
+	const struct {
+		std::string args, names;
+	} bad[] = {
+		{files, "--size is required"},
+		{"-s 16x16 -f h3v3" + files, "--format: h3v3"},
+		{"-s 16x16 -c rgb" + files, "--chroma: rgb"},
+		{"-s 16x16 -q 0" + files, "--quality: Value 0"},
+		{"-s 16x16 -q 101" + files, "--quality: Value 101"},
+		{"-s 16x16 -q high" + files, "--quality"},
+		{"-s 16x16 -r 45" + files, "--rotation: 45"},
+		{"-s 16x16 -r 360" + files, "--rotation: 360"},
+		{"-s 0x16" + files, "--size: '0x16'"},
+		{"-s 16x-4" + files, "--size: '16x-4'"},
+		{"-s 16by16" + files, "--size: '16by16'"},
+		{"-s 16x16 -t 8x" + files, "--thumbnail: '8x'"},
+		{"-s 16x16 -i 65536" + files, "--restart: Value 65536"},
+		{"-s 16x16 -i -1" + files, "--restart"},
+		{"-s 16x16 -e gpu" + files, "--engine: gpu"},
+		{"-s 16x16 -x" + files, "not expected: -x"},
+		{"-s 16x16 " + w.path("in.yuv"), "output is required"},
+	};
+	for (const auto &b : bad) {
+		run_result r = sh(tool + " " + b.args);
+		EXPECT_EQ(WEXITSTATUS(r.status), 2) << b.args << ": " << r.out;
+		EXPECT_NE(r.out.find(b.names), std::string::npos) << b.args << ": " << r.out;
+		EXPECT_EQ(r.out.find("jpege_start"), std::string::npos) << r.out;
+	}
+	EXPECT_FALSE(fs::exists(w.path("o.jpg")));
+	run_result short_file = sh(tool + " -s 16x17" + files);
+	EXPECT_EQ(WEXITSTATUS(short_file.status), 1) << short_file.out;
+	EXPECT_NE(short_file.out.find("holds 384 bytes, 16x17 needs"), std::string::npos) << short_file.out;
+	// The edges of each range are taken.
+	for (const char *edge : {"-q 1 -r 270 -i 65535", "-q 100 -r 90 -i 0 -e sw -f h2v2 -c cbcr -j"}) {
+		run_result ok = sh(tool + " -s 16x16 " + edge + files);
+		EXPECT_EQ(ok.status, 0) << edge << ": " << ok.out;
+	}
+}
+
+TEST(FtmJpegTool, HelpIsAUsageRequest)
+{
+	for (const char *flag : {"-h", "--help"}) {
+		run_result r = sh(tool + " " + flag);
+		EXPECT_EQ(WEXITSTATUS(r.status), 0) << flag;
+		EXPECT_NE(r.out.find("Usage: ftm-jpeg [OPTIONS] input output"), std::string::npos) << r.out;
+		for (const char *option : {"-s,--size", "-f,--format", "-c,--chroma", "-q,--quality", "-r,--rotation",
+		                           "-i,--restart", "-t,--thumbnail", "-j,--jfif", "-e,--engine"})
+			EXPECT_NE(r.out.find(option), std::string::npos) << option;
+	}
 }

@@ -95,6 +95,36 @@ TEST_F(FramebufferModel, ReportsTheBoardsPanelAndMapsOneFrameOfItsFile)
 	plat::close(fd);
 }
 
+TEST_F(FramebufferModel, ASmallerPanelNeverCutsTheFileUnderALiveMapping)
+{
+	set("lcd.width", "320");
+	set("lcd.height", "240");
+	int fd = plat::open("/dev/graphics/fb0", O_RDWR);
+	ASSERT_GE(fd, 0);
+	const size_t frame = 320 * 240 * 2;
+	auto *p = static_cast<uint8_t *>(plat::mmap(nullptr, frame, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0));
+	ASSERT_NE(p, MAP_FAILED);
+	plat::close(fd);
+
+	// Half the panel: the new open reports it, the file keeps the mapped frame.
+	set("lcd.height", "120");
+	fd = plat::open("/dev/graphics/fb0", O_RDWR);
+	ASSERT_GE(fd, 0);
+	fb_fix_screeninfo fix{};
+	ASSERT_EQ(plat::ioctl(fd, FBIOGET_FSCREENINFO, &fix), 0);
+	EXPECT_EQ(fix.smem_len, frame / 2);
+	EXPECT_EQ(file_size(), static_cast<off_t>(frame));
+	p[frame - 1] = 0x5A;  // the old mapping's last byte is still backed
+	plat::close(fd);
+
+	// Once unmapped, the next open cuts the file to the panel.
+	plat::munmap(p, frame);
+	fd = plat::open("/dev/graphics/fb0", O_RDWR);
+	ASSERT_GE(fd, 0);
+	EXPECT_EQ(file_size(), static_cast<off_t>(frame / 2));
+	plat::close(fd);
+}
+
 TEST_F(FramebufferModel, ChecksBlitRequestsAgainstThePanel)
 {
 	int fd = plat::open("/dev/graphics/fb0", O_RDWR);

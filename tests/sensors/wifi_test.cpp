@@ -67,7 +67,7 @@ TEST(WifiChannel, OutOfRangeResetsToOneWithAnEmptyAnswer)
 	EXPECT_EQ(wifi(phone, CHANNEL, {0x02}), (bytes{0x01, 0x00}));
 	EXPECT_EQ(wifi(phone, CHANNEL, {0x01, 0x05, 0x01}), bytes{});  // 261
 	EXPECT_EQ(wifi(phone, CHANNEL, {0x01, 0xFF, 0xFF}), bytes{});  // -1
-	// A frame that stops after op: the channel reads as 0.
+	// A frame that stops after op: the channel reads the cleared 0x5959.
 	EXPECT_EQ(wifi(phone, CHANNEL, {0x01, 0x07, 0x00}), (bytes{0x07, 0x00}));
 	EXPECT_EQ(wifi(phone, CHANNEL, {0x01}), bytes{});
 	EXPECT_EQ(wifi(phone, CHANNEL, {}), (bytes{0x01, 0x00}));
@@ -95,7 +95,7 @@ TEST(WifiSettings, RatePowerAndModeAreStoredAndReadBack)
 	EXPECT_EQ(wifi(phone, DATARATE, {0x07}), (bytes{0x34, 0x12}));
 	EXPECT_EQ(wifi(phone, TXPOWER, {0x01, 0x00, 0x80}), (bytes{0x00, 0x80}));
 	EXPECT_EQ(wifi(phone, TXPOWER, {0x00}), (bytes{0x00, 0x80}));
-	EXPECT_EQ(wifi(phone, TXPOWER, {0x01}), (bytes{0x00, 0x00}));
+	EXPECT_EQ(wifi(phone, TXPOWER, {0x01}), (bytes{0x59, 0x59}));  // cleared digits
 	// txmode 7 with on 1 has no command line: stored, answered, nothing run.
 	EXPECT_EQ(wifi(phone, TXMODE, {0x01, 0x07, 0x00}), (bytes{0x07, 0x00}));
 	EXPECT_EQ(wifi(phone, TXMODE, {0x02, 0x01, 0x00}), (bytes{0x01, 0x00}));

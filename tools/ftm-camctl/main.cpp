@@ -116,6 +116,9 @@ int main(int argc, char **argv)
 	try {
 		app.parse(argc, argv);
 	} catch (const CLI::ParseError &e) {
+		// An unknown option is named, not taken for a missing command.
+		if (dynamic_cast<const CLI::RequiredError *>(&e) && !app.remaining().empty())
+			return app.exit(CLI::ExtrasError(app.remaining())) == 0 ? 0 : 2;
 		return app.exit(e) == 0 ? 0 : 2;
 	}
 	if (board.empty()) {

@@ -5,13 +5,12 @@
 //                        make a board (default ./board), start ftmd-sim on
 //                        two ptys and give a station console on the wired
 //                        port, with the live view on http://127.0.0.1:PORT/
-#include <charconv>
+#include <CLI/CLI.hpp>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <unistd.h>
-#include <vector>
 
 #include "console.h"
 #include "station/board.h"
@@ -81,36 +80,32 @@ int run(const std::string &dir_arg, int view_port, const char *argv0)
 	return r;
 }
 
-int usage()
-{
-	std::fprintf(stderr, "usage: ftm-sim init DIR\n       ftm-sim [run [DIR]] [--view PORT | --no-view]\n");
-	return 2;
-}
-
 }  // namespace
 
 int main(int argc, char **argv)
 {
-	std::vector<std::string> words(argv + 1, argv + argc);
-	if (words.size() == 2 && words[0] == "init")
-		return init(words[1]);
+	std::string dir = "board";
 	int view_port = station::LiveView::kDefaultPort;
-	std::vector<std::string> rest;
-	for (size_t i = 0; i < words.size(); ++i) {
-		if (words[i] == "--no-view") {
-			view_port = -1;
-		} else if (words[i] == "--view" && i + 1 < words.size()) {
-			const std::string &p = words[++i];
-			auto [end, ec] = std::from_chars(p.data(), p.data() + p.size(), view_port);
-			if (ec != std::errc() || end != p.data() + p.size() || view_port < 1 || view_port > 65535)
-				return usage();
-		} else {
-			rest.push_back(words[i]);
-		}
+	bool no_view = false;
+	CLI::App app{"ftm-sim: makes a simulated board and runs the phone on it, with a station console on the "
+	             "wired port",
+	             "ftm-sim"};
+	app.require_subcommand(0, 1);
+	auto *init_cmd = app.add_subcommand("init", "write a fresh default board at DIR and exit");
+	init_cmd->add_option("DIR", dir, "the board folder")->required();
+	auto *run_cmd = app.add_subcommand("run", "make a board, start ftmd-sim on it and give a console (the default)");
+	run_cmd->add_option("DIR", dir, "the board folder (default ./board)");
+	for (CLI::App *a : {&app, run_cmd}) {
+		auto *view = a->add_option("--view", view_port, "the live view's port on 127.0.0.1 (default 8470)")
+		                 ->check(CLI::Range(1, 65535));
+		a->add_flag("--no-view", no_view, "no live view")->excludes(view);
 	}
-	if (!rest.empty() && rest[0] != "run")
-		return usage();
-	if (rest.size() > 2)
-		return usage();
-	return run(rest.size() == 2 ? rest[1] : "board", view_port, argv[0]);
+	try {
+		app.parse(argc, argv);
+	} catch (const CLI::ParseError &e) {
+		return app.exit(e) == 0 ? 0 : 2;
+	}
+	if (init_cmd->parsed())
+		return init(dir);
+	return run(dir, no_view ? -1 : view_port, argv[0]);
 }

@@ -396,6 +396,9 @@ int main(int argc, char **argv)
 	try {
 		app.parse(argc, argv);
 	} catch (const CLI::ParseError &e) {
+		// An unknown word is named, not taken for a missing subcommand.
+		if (dynamic_cast<const CLI::RequiredError *>(&e) && !app.remaining().empty())
+			return app.exit(CLI::ExtrasError(app.remaining())) == 0 ? kPass : kUsage;
 		return app.exit(e) == 0 ? kPass : kUsage;
 	}
 	o.sim_given = sim->count() > 0;

@@ -10,12 +10,15 @@ namespace ftm_station {
 
 namespace {
 
-int usage()
+constexpr const char *kUsage =
+	"usage: ftm-station report --db FILE|postgresql://... [--from T] [--to T] [--station S] [--list L]\n"
+	"                          [--csv] [--html FILE]\n"
+	"  T: UTC time or its start, as 2026-11-23 or 2026-11-23T14:00; phones started in [from, to)\n";
+
+// A bad argument is named before the usage.
+int usage(const std::string &complaint)
 {
-	std::fputs("usage: ftm-station report --db FILE|postgresql://... [--from T] [--to T] [--station S] [--list L]\n"
-	           "                          [--csv] [--html FILE]\n"
-	           "  T: UTC time or its start, as 2026-11-23 or 2026-11-23T14:00; phones started in [from, to)\n",
-	           stderr);
+	std::fprintf(stderr, "ftm-station report: %s\n%s", complaint.c_str(), kUsage);
 	return 2;
 }
 
@@ -42,15 +45,21 @@ int report_main(const std::vector<std::string> &args)
 		std::string *into = a == "--db" ? &db : a == "--from" ? &query.from : a == "--to" ? &query.to
 		                  : a == "--station" ? &query.station : a == "--list" ? &query.list : a == "--html" ? &html
 		                                                                                   : nullptr;
+		if (a == "-h" || a == "--help") {
+			std::fputs(kUsage, stdout);
+			return 0;
+		}
 		if (into && i + 1 < args.size())
 			*into = args[++i];
+		else if (into)
+			return usage(a + " needs a value");
 		else if (a == "--csv")
 			csv = true;
 		else
-			return usage();
+			return usage("unexpected argument '" + a + "'");
 	}
 	if (db.empty())
-		return usage();
+		return usage("--db is required");
 	for (const std::string *t : {&query.from, &query.to})
 		if (!t->empty() && !is_time_prefix(*t)) {
 			std::fprintf(stderr, "ftm-station: '%s' is not a UTC time such as 2026-11-23T14:00\n", t->c_str());

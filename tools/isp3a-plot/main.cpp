@@ -66,7 +66,11 @@ int main(int argc, char **argv)
 	CLI::App app{"isp3a-plot: runs 3A on the simulated Bayer sensor and writes its curves as CSV and gnuplot scripts",
 	             "isp3a-plot"};
 	app.add_option("DIR", dir, "the folder for the plots' data (default isp3a-plots)");
-	CLI11_PARSE(app, argc, argv);
+	try {
+		app.parse(argc, argv);
+	} catch (const CLI::ParseError &e) {
+		return app.exit(e) == 0 ? 0 : 2;
+	}
 	::mkdir(dir.c_str(), 0755);
 	// The algorithms' trace goes to the log file, not the terminal.
 	int log = ::open((dir + "/trace.log").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);

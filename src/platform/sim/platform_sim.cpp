@@ -21,6 +21,7 @@
 #include "platform/shell_on.h"
 #include "sim/board.h"
 #include "sim/device.h"
+#include "sim/framebuffer.h"
 #include "sim/models.h"
 #include "sim/sdcard.h"
 #include "sim/shell.h"
@@ -146,8 +147,8 @@ ssize_t write(int fd, const void *buf, size_t n)
 		board().kmsg_write(std::string_view(static_cast<const char *>(buf), n));
 		return static_cast<ssize_t>(n);
 	}
-	if (auto dev = devices().find(fd); dev && dev->stream_fd() < 0)
-		return dev->write(buf, n);
+	if (auto dev = devices().find(fd))
+		return dev->stream_fd() < 0 ? dev->write(buf, n) : dev->stream_write(fd, buf, n);
 	return ::write(fd, buf, n);
 }
 
@@ -200,7 +201,11 @@ void *mmap(void *addr, size_t len, int prot, int flags, int fd, off_t off)
 	return ::mmap(addr, len, prot, flags, fd, off);
 }
 
-int munmap(void *addr, size_t len) { return ::munmap(addr, len); }
+int munmap(void *addr, size_t len)
+{
+	sim::framebuffer_unmapped(addr);
+	return ::munmap(addr, len);
+}
 
 int socket(int domain, int type, int protocol)
 {
