@@ -209,6 +209,10 @@ int isp3a_select_gamma_table(int mode)
 bool isp3a_init_ctrl(config_ctrl_t *ctrl)
 {
 	isp3a_ctrl_t &c = ctrl->isp3aCtrl;
+	// The sensor's statistics set-up, its focus window among it, goes into
+	// the VFE's records first.
+	vfe_util_copy_aec_awb_config(ctrl);
+	vfe_util_copy_af_config(ctrl);
 	isp3a_start(&ctrl->sensorCtrl, &c, vfe_util_get_input_numReg(ctrl) ? 256 : 64);
 	std::fprintf(stderr, "allocate PMEM buffer for AEC/AWB  stats\n");
 	for (auto &b : c.AecAwbBuf) {

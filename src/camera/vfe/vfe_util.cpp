@@ -62,7 +62,7 @@ void init_from_sensor(vfe_cmd_block_t &b, const sensor_ctrl_t &s)
 {
 	const sensor_tuning_t *t = s.tuning;
 	for (auto *r : {&b.VFE_ColorProcessingCfgCmd, &b.VFE_ColorProcessingCfgCmd2}) {
-		colour_put_correction(*r, tuning_correction_fixed(t->ccm_normal, 1.0f));
+		colour_put_correction(*r, sensor_color_correction_words(s.tuned.cc_normal));
 		colour_put_conversion(*r, t->cc_default);
 	}
 	std::memcpy(b.VFE_RGB_GammaCfgCmd.w.data() + 2, t->gamma.data(), GAMMA_ENTRIES);
@@ -162,8 +162,6 @@ void vfe_util_copy_sensor(config_ctrl_t *ctrl)
 		break;
 	}
 }
-
-void vfe_util_sharpness_afilter(config_ctrl_t *) {}
 
 void vfe_util_af_stop(uint32_t) {}
 
