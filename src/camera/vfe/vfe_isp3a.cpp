@@ -161,7 +161,7 @@ bool vfe_stats_update(int kind, config_ctrl_t *ctrl)
 			u.color_correction_update = 0;
 		}
 		if (u.gamma_update) {
-			vfe_util_updategamma(&v, reinterpret_cast<const uint8_t *>(VFE_DefaultRGB_GammaCfgCmd.w.data() + 2));
+			vfe_util_updategamma(&v, u.gamma.data());
 			u.gamma_update = 0;
 		}
 		return ok;
