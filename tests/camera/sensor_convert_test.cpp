@@ -172,9 +172,9 @@ TEST_F(BayerStart, PostInitCopiesTheTuningUnderItsFlags)
 	EXPECT_EQ(c.asf_3x3[4], 384);
 	EXPECT_EQ(c.rolloff.cx, 1296);
 	EXPECT_EQ(c.rolloff.gain[1][0], 1024);
-	EXPECT_EQ(s.wb.gain[0], 188);  // the start gains 1.47, 1.56, 1.0: red, blue, green
-	EXPECT_EQ(s.wb.gain[1], 199);
-	EXPECT_EQ(s.wb.gain[2], 128);
+	EXPECT_EQ(s.wb.gain[0], 188);  // the start gains 1.47, 1.0, 1.56: red, green, blue
+	EXPECT_EQ(s.wb.gain[1], 128);
+	EXPECT_EQ(s.wb.gain[2], 199);
 
 	s = sensor_ctrl_t{};
 	start(with("rolloff_enable", "0"));

@@ -153,3 +153,20 @@ TEST_F(LensRecords, TheFocusWindowOfTheSensorReachesTheAutofocusRecord)
 	EXPECT_EQ(af.get(14, 0, 11), 648u);   // half the width
 	EXPECT_EQ(af.get(12, 0, 11), 486u);   // half the height
 }
+
+TEST_F(LensRecords, TheGammaAecChoseGoesIntoBothGammaRecords)
+{
+	idle();
+	start_preview();
+	idle();
+	cam::isp3a_update_t &u = cam::cfgctrl.isp3aCtrl.update_record;
+	for (size_t i = 0; i < u.gamma.size(); ++i)
+		u.gamma[i] = static_cast<uint8_t>(255 - i / 4);
+	u.gamma_update = 1;
+	u.color_correction_update = 0;
+	EXPECT_TRUE(cam::vfe_stats_update(0, &cam::cfgctrl));
+	EXPECT_EQ(u.gamma_update, 0);
+	const auto &b = *cam::cfgctrl.vfeCtrl.vcmd;
+	for (const auto *r : {&b.VFE_RGB_GammaCfgCmd, &b.VFE_Y_GammaCfgCmd})
+		EXPECT_EQ(std::memcmp(reinterpret_cast<const uint8_t *>(r->w.data() + 2), u.gamma.data(), u.gamma.size()), 0);
+}

@@ -169,7 +169,7 @@ void copy_tuning(sensor_ctrl_t *s, const sensor_tuning_t &t)
 			sensor_convert_tuning_white_balance(*lights[i], &c.wb[i]);
 		sensor_wb_gains_t start{};
 		sensor_convert_tuning_white_balance(t.default_gain, &start);
-		s->wb.gain = {start.r, start.b, start.g, 0};
+		s->wb.gain = {start.r, start.g, start.b, 0};  // as the VFE's start reads them: r, g, b
 	}
 	if (t.rolloff_enable)
 		sensor_convert_roll_off_table(t, &c.rolloff);
