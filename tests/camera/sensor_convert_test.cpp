@@ -54,6 +54,18 @@ TEST(SensorConvert, WhiteBalanceIsQ7InTheOrderRedBlueGreen)
 	EXPECT_EQ(g.g, 128);
 }
 
+TEST(SensorConvert, ColourConversionCoefficientsInQ8OffsetsCopied)
+{
+	// a_m a_p b_m b_p c_m c_p d_m d_p, the Cb and Cr offsets, luma r g b,
+	// the luma offset.
+	const std::array<float, CC_WORDS> in = {0.5f, 0.4453125f, -0.3359375f, -0.34f, 1.0f, 3.99f, -4.0f, 0.001f,
+						108, -20, 0.30078125f, 0.5859375f, 0.11328125f, 255};
+	const sensor_conversion_t want = {128, 114, -86, -87, 256, 1021, -1024, 0, 108, -20, 77, 150, 29, 255};
+	sensor_conversion_t out{};
+	sensor_convert_tuning_color_conversion(in, &out);
+	EXPECT_EQ(out, want);
+}
+
 TEST(SensorConvert, AdaptiveFilterMatrixInItsQ)
 {
 	std::array<int16_t, 9> m{};
@@ -170,6 +182,9 @@ TEST_F(BayerStart, PostInitCopiesTheTuningUnderItsFlags)
 	EXPECT_EQ(c.wb[2].b, 170);               // 1.333
 	EXPECT_EQ(c.wb[0].b, 320);               // incandescent 2.5
 	EXPECT_EQ(c.asf_3x3[4], 384);
+	EXPECT_EQ(c.cc_default, (sensor_conversion_t{128, 128, -86, -86, 128, 128, -42, -42, 128, 128, 77, 150, 29, 0}));
+	EXPECT_EQ(c.cc_negative[13], 255);
+	EXPECT_EQ(c.cc_sepia[9], 148);
 	EXPECT_EQ(c.rolloff.cx, 1296);
 	EXPECT_EQ(c.rolloff.gain[1][0], 1024);
 	EXPECT_EQ(s.wb.gain[0], 188);  // the start gains 1.47, 1.0, 1.56: red, green, blue

@@ -167,6 +167,8 @@ TEST(Tuning, LensKeysAreRefusedWithTheirLineAndReason)
 	    {"asf_mode", "4", "asf_mode: value", "asf_mode"},
 	    {"asf_threshold", "4 256", "asf_threshold: value", "asf_threshold"},
 	    {"luma_limit_1", "-3", "luma_limit_1: value", "luma_limit_1"},
+	    {"cc_mono", "0 0 0 0 0 0 0 0  128 128  0.3 4.0 0.1  0", "cc_mono: value 11 does not fit 11 bits in Q8", "cc_mono"},
+	    {"cc_aqua", "0 0 0 0 0 0 0 0  160.5 100  0.3 0.6 0.1  0", "cc_aqua: value 8 is not a whole number", "cc_aqua"},
 	    {"iso100_gain", "0", "iso100_gain: value", "iso100_gain"},
 	};
 	for (const Row &r : rows) {

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
 #include "camera/config/config.h"
 #include "camera/sensor/bayersim.h"
@@ -162,6 +163,18 @@ void copy_tuning(sensor_ctrl_t *s, const sensor_tuning_t &t)
 		sensor_convert_tuning_color_correction(t.ccm_lowlight, &c.cc_lowlight);
 	else
 		c.cc_lowlight = c.cc_normal;
+	const std::array<std::pair<const std::array<float, CC_WORDS> *, sensor_conversion_t *>, 8> conversions = {{
+	    {&t.cc_default, &c.cc_default},
+	    {&t.cc_daylight, &c.cc_daylight},
+	    {&t.cc_fluorescent, &c.cc_fluorescent},
+	    {&t.cc_incandescent, &c.cc_incandescent},
+	    {&t.cc_sepia, &c.cc_sepia},
+	    {&t.cc_mono, &c.cc_mono},
+	    {&t.cc_negative, &c.cc_negative},
+	    {&t.cc_aqua, &c.cc_aqua},
+	}};
+	for (const auto &[from, to] : conversions)
+		sensor_convert_tuning_color_conversion(*from, to);
 	if (t.awb_enable) {
 		const std::array<const std::array<float, 3> *, 4> lights = {&t.wb_incandescent, &t.wb_fluorescent,
 									    &t.wb_daylight, &t.wb_cloudy};

@@ -35,6 +35,13 @@ void sensor_convert_tuning_white_balance(const std::array<float, 3> &rgb, sensor
 	out->g = static_cast<uint16_t>(sensor_convert_float_2_int(rgb[1], 7));
 }
 
+void sensor_convert_tuning_color_conversion(const std::array<float, CC_WORDS> &in, sensor_conversion_t *out)
+{
+	for (size_t k = 0; k < CC_WORDS; ++k)
+		(*out)[k] = sensor_conversion_is_coefficient(k) ? static_cast<int32_t>(sensor_convert_float_2_int(in[k], 8))
+							       : static_cast<int32_t>(in[k]);
+}
+
 int64_t sensor_rolloff_slope(float gain_here, float gain_next, int64_t radius_here, int64_t radius_next)
 {
 	int64_t width = radius_next - radius_here;

@@ -33,8 +33,12 @@ struct sensor_rolloff_t {
 };
 
 // The tuning as sensor_post_init leaves it for the VFE.
+using sensor_conversion_t = std::array<int32_t, CC_WORDS>;
+
 struct sensor_converted_t {
 	sensor_color_correction_t cc_normal, cc_lowlight;
+	sensor_conversion_t cc_default, cc_daylight, cc_fluorescent, cc_incandescent;
+	sensor_conversion_t cc_sepia, cc_mono, cc_negative, cc_aqua;
 	std::array<sensor_wb_gains_t, 4> wb;       // incandescent, fluorescent, daylight, cloudy
 	sensor_rolloff_t rolloff;
 	std::array<int16_t, 9> asf_3x3;
@@ -45,6 +49,11 @@ void sensor_convert_tuning_color_correction(const std::array<float, 13> &in, sen
 // the coefficients' Q (7 + factor) last.
 std::array<int32_t, 13> sensor_color_correction_words(const sensor_color_correction_t &c);
 void sensor_convert_tuning_white_balance(const std::array<float, 3> &rgb, sensor_wb_gains_t *out);
+// Eight chroma coefficients in Q8, the two chroma offsets copied, three
+// luma coefficients in Q8, the luma offset copied.
+void sensor_convert_tuning_color_conversion(const std::array<float, CC_WORDS> &in, sensor_conversion_t *out);
+// Whether a word of a conversion is a coefficient (Q8) rather than an offset.
+constexpr bool sensor_conversion_is_coefficient(size_t k) { return k < 8 || (k >= 10 && k < 13); }
 void sensor_convert_roll_off_table(const sensor_tuning_t &t, sensor_rolloff_t *out);
 void sensor_convert_asf_3x3_matrix(const std::array<float, 9> &in, uint32_t q, std::array<int16_t, 9> *out);
 

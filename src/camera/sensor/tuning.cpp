@@ -94,15 +94,16 @@ const key_t keys[] = {
     KF(wb_fluorescent, 3, 0.1, 16),
     KF(wb_daylight, 3, 0.1, 16),
     KF(wb_cloudy, 3, 0.1, 16),
-    // Every conversion value fits the narrowest field it goes to, 11 bits.
-    KI(cc_default, CC_WORDS, -1024, 1023),
-    KI(cc_daylight, CC_WORDS, -1024, 1023),
-    KI(cc_fluorescent, CC_WORDS, -1024, 1023),
-    KI(cc_incandescent, CC_WORDS, -1024, 1023),
-    KI(cc_sepia, CC_WORDS, -1024, 1023),
-    KI(cc_mono, CC_WORDS, -1024, 1023),
-    KI(cc_negative, CC_WORDS, -1024, 1023),
-    KI(cc_aqua, CC_WORDS, -1024, 1023),
+    // Every conversion value fits the narrowest field it goes to, 11 bits:
+    // an offset as it stands, a coefficient in Q8 (checked below).
+    KF(cc_default, CC_WORDS, -1024, 1023),
+    KF(cc_daylight, CC_WORDS, -1024, 1023),
+    KF(cc_fluorescent, CC_WORDS, -1024, 1023),
+    KF(cc_incandescent, CC_WORDS, -1024, 1023),
+    KF(cc_sepia, CC_WORDS, -1024, 1023),
+    KF(cc_mono, CC_WORDS, -1024, 1023),
+    KF(cc_negative, CC_WORDS, -1024, 1023),
+    KF(cc_aqua, CC_WORDS, -1024, 1023),
     KF(ccm_normal, 13, -16, 16),
     KF(ccm_lowlight, 13, -16, 16),
     KI(ccm_lowlight_enable, 1, 0, 1),
@@ -216,10 +217,29 @@ bool check_rolloff(const sensor_tuning_t &t, const std::array<int, key_count> &l
 	return true;
 }
 
+// A conversion's coefficients fit 11 bits in Q8; its offsets are whole levels.
+bool check_conversions(const sensor_tuning_t &t, const std::array<int, key_count> &line, std::string *err)
+{
+	const char *names[] = {"cc_default", "cc_daylight", "cc_fluorescent", "cc_incandescent",
+			       "cc_sepia",   "cc_mono",     "cc_negative",    "cc_aqua"};
+	const std::array<float, CC_WORDS> *tables[] = {&t.cc_default, &t.cc_daylight, &t.cc_fluorescent, &t.cc_incandescent,
+						       &t.cc_sepia,   &t.cc_mono,     &t.cc_negative,    &t.cc_aqua};
+	for (size_t n = 0; n < std::size(names); n++)
+		for (size_t k = 0; k < CC_WORDS; k++) {
+			float v = (*tables[n])[k];
+			bool coefficient = sensor_conversion_is_coefficient(k);
+			if (coefficient ? (v * 256.0f < -1024.0f || v * 256.0f >= 1024.0f) : v != std::floor(v))
+				return fail(err, line[key_index(names[n])],
+					    std::string(names[n]) + ": value " + std::to_string(k) +
+						(coefficient ? " does not fit 11 bits in Q8" : " is not a whole number"));
+		}
+	return true;
+}
+
 // Cross-checks between keys, which each key's range cannot see.
 bool check(const sensor_tuning_t &t, const std::array<int, key_count> &line, std::string *err)
 {
-	if (!check_rolloff(t, line, err))
+	if (!check_rolloff(t, line, err) || !check_conversions(t, line, err))
 		return false;
 	int n = t.num_exposure_values;
 	if (t.indoor_index >= n || t.outdoor_index >= t.indoor_index || t.led_trigger_index >= n)

@@ -12,7 +12,7 @@ namespace cam {
 
 constexpr int TUNING_EXP_MAX = 500;
 constexpr int AWB_REF_NUM = 9;
-// Colour conversion, Q8: the chroma coefficients a, b, c, d, each for a
+// Colour conversion: the chroma coefficients a, b, c, d, each for a
 // negative (_m) and a positive (_p) colour difference, in the order a_m a_p
 // b_m b_p c_m c_p d_m d_p; the Cb and Cr offsets; the luma coefficients of
 // r, g, b; the luma offset.
@@ -72,9 +72,10 @@ struct sensor_tuning_t {
 	int32_t awb_self_cal_enable;
 	float x_shift_limit_up, x_shift_limit_down;
 	std::array<float, 3> wb_incandescent, wb_fluorescent, wb_daylight, wb_cloudy;
-	std::array<int32_t, CC_WORDS> cc_default, cc_daylight, cc_fluorescent, cc_incandescent;
+	// Colour conversions: coefficients as ratios, offsets in levels.
+	std::array<float, CC_WORDS> cc_default, cc_daylight, cc_fluorescent, cc_incandescent;
 	// Conversions of the colour effects, in the same form.
-	std::array<int32_t, CC_WORDS> cc_sepia, cc_mono, cc_negative, cc_aqua;
+	std::array<float, CC_WORDS> cc_sepia, cc_mono, cc_negative, cc_aqua;
 	// Colour correction of preview, normal and low light: nine coefficients,
 	// three offsets, the Q factor.
 	std::array<float, 13> ccm_normal, ccm_lowlight;
