@@ -143,6 +143,29 @@ TEST_F(LensRecords, SharpnessScalesTheFilterOfMode3WithinItsLimits)
 	cam::cfgctrl.sensorCtrl.tuning = kept;
 }
 
+TEST_F(LensRecords, AFilterOffOrWithoutASharpModeIsNotSentAndNotEnabled)
+{
+	idle();
+	static cam::sensor_tuning_t off;
+	off = *cam::cfgctrl.sensorCtrl.tuning;
+	const cam::sensor_tuning_t *kept = cam::cfgctrl.sensorCtrl.tuning;
+	for (int32_t mode : {0, 1}) {
+		SCOPED_TRACE(mode);
+		off.asf_mode = mode;
+		cam::cfgctrl.sensorCtrl.tuning = &off;
+		kernel().clear_log();
+		start_preview();
+		idle();
+		EXPECT_TRUE(last(cam::VFE_QUEUE_CMD, cam::VFE_CMD_ADAPTIVE_FILTER_CFG).empty());
+		const auto start = last(cam::VFE_QUEUE_CMD, cam::VFE_CMD_START);
+		ASSERT_FALSE(start.empty());
+		EXPECT_EQ((start[8] >> 5) & 1, 0);
+		stop_preview();
+	}
+	idle();
+	cam::cfgctrl.sensorCtrl.tuning = kept;
+}
+
 TEST_F(LensRecords, TheFocusWindowOfTheSensorReachesTheAutofocusRecord)
 {
 	idle();

@@ -95,9 +95,10 @@ struct sensor_tuning_t {
 	std::array<int32_t, 2> rolloff_center;
 	std::array<int32_t, ROLLOFF_ROWS> rolloff_radius_sq;
 	std::array<float, ROLLOFF_ROWS> rolloff_gain_r, rolloff_gain_g, rolloff_gain_b;
-	// Adaptive spatial filter: 0 off, 2 the matrix as tuned, 3 the matrix
-	// scaled by the client's sharpness; the 3x3 matrix, its Q, and the
-	// lower and upper edge thresholds between which it sharpens.
+	// Adaptive spatial filter: 0 off, 1 on with no sharp mode (still off),
+	// 2 the matrix as tuned, 3 the matrix scaled by the client's sharpness;
+	// the 3x3 matrix, its Q, and the lower and upper edge thresholds
+	// between which it sharpens.
 	int32_t asf_mode;
 	std::array<float, 9> asf_3x3;
 	int32_t asf_q;

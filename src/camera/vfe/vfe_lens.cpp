@@ -69,7 +69,7 @@ bool asf_on(const sensor_ctrl_t &s)
 bool vfe_preview_configadaptivefilter(config_ctrl_t *ctrl)
 {
 	const sensor_ctrl_t &s = ctrl->sensorCtrl;
-	if (!s.tuning)
+	if (!s.tuning || s.tuning->asf_mode == 0)
 		return false;
 	if (!asf_on(s)) {
 		std::fprintf(stderr, "ASF sharp mode disabled\n");
