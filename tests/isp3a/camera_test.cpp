@@ -258,7 +258,7 @@ TEST_F(BayerCam, DefaultConversionThroughTheWriterIsTheDefaultRecord)
 	for (size_t i = 8; i < 15; ++i)
 		r.w[i] = 0xFFFFFFFFu;
 	kernel().clear_log();
-	EXPECT_TRUE(cam::vfe_util_updateconversincolorprcess(&cam::cfgctrl, t->cc_default));
+	EXPECT_TRUE(cam::vfe_util_updateconversincolorprcess(&cam::cfgctrl, cam::cfgctrl.sensorCtrl.tuned.cc_default));
 	EXPECT_EQ(r.w, cam::VFE_DefaultColorProcessingCfgCmd.w);
 	const auto log = kernel().log();  // the record found points into it
 	const auto *sent = last_record(log, cam::VFE_CMD_COLOR_PROCESSING_CFG);
@@ -266,7 +266,7 @@ TEST_F(BayerCam, DefaultConversionThroughTheWriterIsTheDefaultRecord)
 	ASSERT_EQ(sent->bytes.size(), 60u);
 	EXPECT_EQ(word_at(sent->bytes, 52), 0x96004Du);  // luma coefficients of r and g
 	EXPECT_EQ(word_at(sent->bytes, 56), 0x1Du);
-	EXPECT_EQ(cam::cfgctrl.isp3aCtrl.update_record.conversion, t->cc_default);
+	EXPECT_EQ(cam::cfgctrl.isp3aCtrl.update_record.conversion, cam::cfgctrl.sensorCtrl.tuned.cc_default);
 }
 
 namespace {
@@ -298,7 +298,7 @@ TEST_F(BayerCam, ColourEffectsWriteTheirConversionAndKeepTheGamma)
 	cam::vfe_util_updategammafromtuning(&cam::cfgctrl);
 	const auto correction = b.VFE_ColorProcessingCfgCmd.w[1];
 	const std::pair<uint32_t, const cam::colour_conversion_t *> effects[] = {
-	    {1, &t->cc_sepia}, {2, &t->cc_mono}, {3, &t->cc_negative}, {4, &t->cc_aqua}};
+	    {1, &cam::cfgctrl.sensorCtrl.tuned.cc_sepia}, {2, &cam::cfgctrl.sensorCtrl.tuned.cc_mono}, {3, &cam::cfgctrl.sensorCtrl.tuned.cc_negative}, {4, &cam::cfgctrl.sensorCtrl.tuned.cc_aqua}};
 	for (const auto &[effect, matrix] : effects) {
 		kernel().clear_log();
 		EXPECT_TRUE(cam::vfe_util_set_special_effect(&cam::cfgctrl, effect));
@@ -308,8 +308,8 @@ TEST_F(BayerCam, ColourEffectsWriteTheirConversionAndKeepTheGamma)
 		EXPECT_EQ(b.VFE_ColorProcessingCfgCmd.w[1], correction);
 	}
 	// The matrices differ, so each effect above was told apart.
-	EXPECT_NE(t->cc_sepia, t->cc_aqua);
-	EXPECT_NE(t->cc_mono, t->cc_default);
+	EXPECT_NE(cam::cfgctrl.sensorCtrl.tuned.cc_sepia, cam::cfgctrl.sensorCtrl.tuned.cc_aqua);
+	EXPECT_NE(cam::cfgctrl.sensorCtrl.tuned.cc_mono, cam::cfgctrl.sensorCtrl.tuned.cc_default);
 }
 
 TEST_F(BayerCam, GammaEffectsLoadTheirTablesAndOffRestoresTheTuning)
@@ -317,7 +317,7 @@ TEST_F(BayerCam, GammaEffectsLoadTheirTablesAndOffRestoresTheTuning)
 	const cam::sensor_tuning_t *t = after_a_preview();
 	ASSERT_NE(t, nullptr);
 	auto &b = *cam::cfgctrl.vfeCtrl.vcmd;
-	cam::cfgctrl.isp3aCtrl.update_record.conversion = t->cc_fluorescent;  // 3A's last choice
+	cam::cfgctrl.isp3aCtrl.update_record.conversion = cam::cfgctrl.sensorCtrl.tuned.cc_fluorescent;  // 3A's last choice
 	const std::pair<uint32_t, const uint8_t *> effects[] = {{5, cam::PosterizationGammaTbl.data()},
 								{6, cam::BlackboardGammaTbl.data()},
 								{7, cam::WhiteboardGammaTbl.data()},
@@ -328,7 +328,7 @@ TEST_F(BayerCam, GammaEffectsLoadTheirTablesAndOffRestoresTheTuning)
 		EXPECT_TRUE(cam::vfe_util_set_special_effect(&cam::cfgctrl, effect));
 		EXPECT_TRUE(gamma_is(b, table)) << effect;
 		// Mono's matrix is gone: the colour is 3A's again.
-		EXPECT_EQ(sent_conversion(kernel().log()), t->cc_fluorescent) << effect;
+		EXPECT_EQ(sent_conversion(kernel().log()), cam::cfgctrl.sensorCtrl.tuned.cc_fluorescent) << effect;
 		EXPECT_EQ(cam::cfgctrl.effectsCtrl.effect_flag[2], 1) << effect;
 	}
 	// Solarize turns highlights dark: its table falls after the middle.
@@ -336,13 +336,13 @@ TEST_F(BayerCam, GammaEffectsLoadTheirTablesAndOffRestoresTheTuning)
 	kernel().clear_log();
 	EXPECT_TRUE(cam::vfe_util_set_special_effect(&cam::cfgctrl, 0));
 	EXPECT_TRUE(gamma_is(b, t->gamma.data()));
-	EXPECT_EQ(sent_conversion(kernel().log()), t->cc_fluorescent);
+	EXPECT_EQ(sent_conversion(kernel().log()), cam::cfgctrl.sensorCtrl.tuned.cc_fluorescent);
 	// Before 3A chose any, the sensor's default conversion comes back.
 	cam::cfgctrl.isp3aCtrl.update_record.conversion = {};
 	ASSERT_TRUE(cam::vfe_util_set_special_effect(&cam::cfgctrl, 3));
 	kernel().clear_log();
 	EXPECT_TRUE(cam::vfe_util_set_special_effect(&cam::cfgctrl, 0));
-	EXPECT_EQ(sent_conversion(kernel().log()), t->cc_default);
+	EXPECT_EQ(sent_conversion(kernel().log()), cam::cfgctrl.sensorCtrl.tuned.cc_default);
 }
 
 TEST_F(BayerCam, TheClientsSepiaReachesTheColourRecord)
@@ -352,7 +352,7 @@ TEST_F(BayerCam, TheClientsSepiaReachesTheColourRecord)
 	cam::cfgctrl.effectsCtrl.special_effect.current_value = 1;
 	kernel().clear_log();
 	EXPECT_TRUE(cam::effects_set_special_effect(&cam::cfgctrl.effectsCtrl, 8));  // the client's sepia
-	EXPECT_EQ(sent_conversion(kernel().log()), t->cc_sepia);
+	EXPECT_EQ(sent_conversion(kernel().log()), cam::cfgctrl.sensorCtrl.tuned.cc_sepia);
 }
 
 TEST_F(BayerCam, InitTakesTheTuningAndTheSensorsLimits)
@@ -368,7 +368,7 @@ TEST_F(BayerCam, InitTakesTheTuningAndTheSensorsLimits)
 	cam::vfe_util_init(&v, &s);
 	const auto &b = *v.vcmd;
 	for (const auto *r : {&b.VFE_ColorProcessingCfgCmd, &b.VFE_ColorProcessingCfgCmd2}) {
-		EXPECT_EQ(cam::colour_get_conversion(*r), t->cc_default);
+		EXPECT_EQ(cam::colour_get_conversion(*r), cam::cfgctrl.sensorCtrl.tuned.cc_default);
 		// 1.60 and -0.40 in Q7, the tuning's factor being 0.
 		EXPECT_EQ(r->w[1], (static_cast<uint32_t>(-51) & 0xFFF) << 16 | 204u);
 		EXPECT_EQ(r->w[7] & 3u, 0u);

@@ -107,7 +107,7 @@ TEST_F(Isp3aTest, ManualWhiteBalance)
 	EXPECT_EQ(rig.c.awb_auto, 0);
 	EXPECT_FLOAT_EQ(rig.c.wb_gain_b, 2.5f);
 	EXPECT_EQ(rig.c.awb_state.decision, 2);
-	EXPECT_EQ(rig.c.update_record.conversion, rig.tuning.cc_incandescent);
+	EXPECT_EQ(rig.c.update_record.conversion, rig.sensor.tuned.cc_incandescent);
 	rig.c.update_record.wb_update = 0;
 	rig.frame();
 	EXPECT_EQ(rig.c.update_record.wb_update, 0);  // automatic balance is off

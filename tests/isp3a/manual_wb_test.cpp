@@ -36,15 +36,15 @@ struct manual {
 	int32_t setting;
 	std::array<float, 3> cam::sensor_tuning_t::*base;
 	size_t reference;  // gain adjustments of this reference light
-	std::array<int32_t, cam::CC_WORDS> cam::sensor_tuning_t::*conversion;
+	cam::sensor_conversion_t cam::sensor_converted_t::*conversion;
 };
 
 // The white balance settings and what each takes from the tuning.
 const manual settings[] = {
-    {3, &cam::sensor_tuning_t::wb_incandescent, 2, &cam::sensor_tuning_t::cc_incandescent},
-    {4, &cam::sensor_tuning_t::wb_fluorescent, 3, &cam::sensor_tuning_t::cc_fluorescent},
-    {5, &cam::sensor_tuning_t::wb_daylight, 0, &cam::sensor_tuning_t::cc_daylight},
-    {6, &cam::sensor_tuning_t::wb_cloudy, 6, &cam::sensor_tuning_t::cc_daylight},
+    {3, &cam::sensor_tuning_t::wb_incandescent, 2, &cam::sensor_converted_t::cc_incandescent},
+    {4, &cam::sensor_tuning_t::wb_fluorescent, 3, &cam::sensor_converted_t::cc_fluorescent},
+    {5, &cam::sensor_tuning_t::wb_daylight, 0, &cam::sensor_converted_t::cc_daylight},
+    {6, &cam::sensor_tuning_t::wb_cloudy, 6, &cam::sensor_converted_t::cc_daylight},
 };
 
 uint32_t q7(double gain) { return static_cast<uint32_t>(std::min(gain * 128.0, 511.0)); }
@@ -77,7 +77,7 @@ TEST_F(ManualWb, EachSettingSendsItsGainsAndColourToTheDsp)
 		cam::vfe_rec<60> record;
 		ASSERT_EQ(colour[0].bytes.size(), sizeof record.w);
 		std::memcpy(record.w.data(), colour[0].bytes.data(), sizeof record.w);
-		EXPECT_EQ(cam::colour_get_conversion(record), t.*m.conversion);
+		EXPECT_EQ(cam::colour_get_conversion(record), cam::cfgctrl.sensorCtrl.tuned.*m.conversion);
 	}
 }
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <regex>
 
 #include "camera/sensor/tuning.h"
@@ -115,4 +116,75 @@ TEST(Tuning, ExposureTableMustGrow)
 	ASSERT_NE(at, std::string::npos);
 	t.replace(at, 16, "    256 8  200 8");
 	EXPECT_NE(refused(t).find("row 1 gives less light"), std::string::npos);
+}
+
+namespace {
+
+// The tree's file with a key and its continuation lines replaced by one line.
+std::string with_key(const std::string &key, const std::string &values)
+{
+	std::regex re("\n" + key + " *=[^\n]*(\n    [^\n]*)*");
+	return std::regex_replace(bayersim_tuning_text(), re, "\n" + key + " = " + values,
+				  std::regex_constants::format_first_only);
+}
+
+int line_of(const std::string &text, const std::string &key)
+{
+	size_t at = text.find("\n" + key + " ");
+	return at == std::string::npos ? -1 : static_cast<int>(std::count(text.begin(), text.begin() + at + 1, '\n')) + 1;
+}
+
+std::string rings(const std::function<std::string(int)> &value)
+{
+	std::string s;
+	for (int i = 0; i < cam::ROLLOFF_ROWS; ++i)
+		s += value(i) + " ";
+	return s;
+}
+
+}  // namespace
+
+TEST(Tuning, LensKeysAreRefusedWithTheirLineAndReason)
+{
+	struct Row {
+		const char *key;
+		std::string values;
+		const char *reason;
+		const char *line_key;  // the key whose line the refusal names
+	} rows[] = {
+	    {"rolloff_radius_sq", rings([](int i) { return std::to_string(i == 7 ? 1000 : 65536 * i); }),
+	     "rolloff_radius_sq: ring 7 lies inside the one before", "rolloff_radius_sq"},
+	    // 0.5 of gain over 1000 of squared radius is 2^30 x 0.5 / 1000 a unit.
+	    {"rolloff_radius_sq", rings([](int i) { return std::to_string(1000 * i); }),
+	     "rolloff_gain_r: slope from ring 0 does not fit 19 bits", "rolloff_gain_r"},
+	    {"rolloff_gain_g", rings([](int) { return std::string("8.5"); }), "rolloff_gain_g: value", "rolloff_gain_g"},
+	    {"rolloff_gain_b", rings([](int i) { return i == 3 ? std::string("nan") : std::string("1.0"); }),
+	     "rolloff_gain_b: value is not finite", "rolloff_gain_b"},
+	    {"rolloff_center", "1296", "rolloff_center: 1 values, 2 expected", "rolloff_center"},
+	    {"rolloff_center", "1296 5000", "rolloff_center: value", "rolloff_center"},
+	    {"asf_3x3", "0 0 0  0 17 0  0 0 0", "asf_3x3: value", "asf_3x3"},
+	    {"asf_q", "11", "asf_q: value", "asf_q"},
+	    {"asf_mode", "4", "asf_mode: value", "asf_mode"},
+	    {"asf_threshold", "4 256", "asf_threshold: value", "asf_threshold"},
+	    {"luma_limit_1", "-3", "luma_limit_1: value", "luma_limit_1"},
+	    {"cc_mono", "0 0 0 0 0 0 0 0  128 128  0.3 4.0 0.1  0", "cc_mono: value 11 does not fit 11 bits in Q8", "cc_mono"},
+	    {"cc_aqua", "0 0 0 0 0 0 0 0  160.5 100  0.3 0.6 0.1  0", "cc_aqua: value 8 is not a whole number", "cc_aqua"},
+	    {"iso100_gain", "0", "iso100_gain: value", "iso100_gain"},
+	};
+	for (const Row &r : rows) {
+		SCOPED_TRACE(r.key);
+		std::string text = with_key(r.key, r.values);
+		if (std::string(r.reason).find("slope") != std::string::npos)  // steep only with a gain step
+			text = std::regex_replace(text, std::regex("\nrolloff_gain_r *=[^\n]*(\n    [^\n]*)*"),
+						  "\nrolloff_gain_r = " + rings([](int i) { return i ? "1.5" : "1.0"; }),
+						  std::regex_constants::format_first_only);
+		std::string err = refused(text);
+		EXPECT_NE(err.find(r.reason), std::string::npos) << err;
+		EXPECT_EQ(err.rfind("tuning: line " + std::to_string(line_of(text, r.line_key)) + ":", 0), 0u) << err;
+	}
+	for (const char *key : {"rolloff_enable", "rolloff_gain_r", "asf_3x3", "luma_limit_2"}) {
+		std::regex re(std::string("\n") + key + " *=[^\n]*(\n    [^\n]*)*");
+		std::string err = refused(std::regex_replace(bayersim_tuning_text(), re, "", std::regex_constants::format_first_only));
+		EXPECT_NE(err.find(std::string("missing key '") + key + "'"), std::string::npos) << err;
+	}
 }

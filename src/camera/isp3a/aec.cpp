@@ -43,6 +43,11 @@ constexpr auto spot_4x4 = bias_table<4>(0, 1024, 1, 2);
 constexpr auto spot_8x8 = bias_table<8>(0, 4096, 3, 4);
 constexpr auto spot_16x16 = bias_table<16>(0, 16384, 7, 8);
 
+// The low-light colour correction of snapshots.
+constexpr std::array<float, 13> float_snapshot_lowlight_CC = {1.8678f,  -0.4337f, -0.4341f, -0.0034f, 0.9086f,
+							      0.0948f,  -0.2932f, -0.5805f, 1.8738f,  0.0f,
+							      0.0f,     0.0f,     0.0f};
+
 const sensor_tuning_t *tuning_of(const isp3a_ctx_t *ctx) { return ctx->sensor ? ctx->sensor->tuning : nullptr; }
 
 uint8_t clamp_u8(int32_t v) { return static_cast<uint8_t>(v < 0 ? 0 : v > 255 ? 255 : v); }
@@ -87,6 +92,8 @@ int32_t aec_algo_init(isp3a_ctx_t *ctx)
 		std::fprintf(stderr, "aec_algo_init: CAMERA_FAILED FAILED.... %d\n", __LINE__);
 		return 0;
 	}
+	a.tuning = t;
+	max_iso_type = 5;
 	a.indoor_index_init = static_cast<uint16_t>(t->indoor_index);
 	a.outdoor_index_init = static_cast<uint16_t>(t->outdoor_index);
 	a.default_luma_target = clamp_u8(t->default_luma_target);
@@ -98,6 +105,9 @@ int32_t aec_algo_init(isp3a_ctx_t *ctx)
 	if (t->aec_enable) {
 		a.out.aec_enabled = 1;
 		a.aec_aggressiveness = t->aec_aggressiveness;
+		// The sensor gives no pixel clock: no flicker bands to build.
+		a.band_supported = 0;
+		a.frame_rate_adjust = ctx->sensor->ops.set_frame_rate != nullptr;
 		a.out.exposure_index_adj_step = t->exposure_index_adj_step;
 		a.out.indoor_index = static_cast<int16_t>(t->indoor_index);
 		a.out.outdoor_index = static_cast<int16_t>(t->outdoor_index);
@@ -112,16 +122,23 @@ int32_t aec_algo_init(isp3a_ctx_t *ctx)
 		aec_set_bias_table(ctx->num_regions);
 		float scale = t->luma_scale > 0.0f ? t->luma_scale : 1.0f;
 		a.luma_tolerance = clamp_u8(static_cast<int32_t>(t->luma_tolerance / scale + 0.5f));
+		aec_set_antibanding(0, ctx->sensor);
+		int32_t iso = aec_get_max_iso_mode(ctx->sensor);
+		if (iso >= 1 && iso <= 5)
+			max_iso_type = iso;
+		a.hjr.max_frames = 2;
+		a.hjr.ref_gain = 128;
+		a.dg_index = {static_cast<int32_t>((n - 1) * 0.85), static_cast<int32_t>((n - 1) * 0.9)};
+		sensor_convert_tuning_color_correction(float_snapshot_lowlight_CC, &a.snapshot_lowlight);
 	}
+	// Whatever the tuning's start, the table is entered three quarters down.
 	int16_t start = static_cast<int16_t>((3 * n - 3) / 4);
-	if (t->aec_start_at_indoor)
-		start = static_cast<int16_t>(t->indoor_index);
 	a.out.exp_index = a.out.prev_exp_index = start;
 	uint16_t fps = ctx->sensor->fps[0] ? ctx->sensor->fps[0] : 7680;
 	a.out.sensor_max_fps = a.out.sensor_fps_limit = fps;
 	a.out.sensor_fps = fps;
 	a.led_trigger_index = static_cast<uint16_t>(t->led_trigger_index);
-	a.out.current_real_gain = t->exp_gain[start] / 256.0f;
+	a.out.current_real_gain = t->exp_gain[static_cast<size_t>(start)] / 256.0f;
 	return 1;
 }
 
@@ -168,6 +185,7 @@ int32_t aec_adjust_exposure(isp3a_ctx_t *ctx, isp3a_update_t *update)
 }  // namespace
 
 aec_ctrl_t *aec_ctrl() { return aec.get(); }
+int32_t aec_max_iso_type() { return max_iso_type; }
 void aec_reset() { aec.reset(); }
 
 int32_t aec_set_mode(int32_t num_regions, int32_t mode)
@@ -388,6 +406,8 @@ bool aec_set_isomode(int32_t mode)
 		return false;
 	}
 	aec->iso_mode = mode;
+	const sensor_tuning_t *t = aec->tuning;
+	aec->iso_mode1_gain = mode == 1 && t ? static_cast<float>(t->iso100_gain) : 0.0f;
 	return true;
 }
 
@@ -472,10 +492,15 @@ int32_t aec_update_color_correction(const isp3a_ctx_t *ctx, isp3a_update_t *upda
 	}
 	if (ratio < 0 || !t->ccm_lowlight_enable)
 		ratio = 0;
-	std::array<float, 13> ccm = t->ccm_normal;
-	for (size_t k = 0; k < 12; k++)
-		ccm[k] += (t->ccm_lowlight[k] - t->ccm_normal[k]) * ratio;
-	update->color_correction = tuning_correction_fixed(ccm, dg);
+	const sensor_color_correction_t &A = ctx->sensor->tuned.cc_normal;
+	const sensor_color_correction_t &B = c.isp3a_op == ISP3A_OP_PREVIEW ? ctx->sensor->tuned.cc_lowlight : aec->snapshot_lowlight;
+	sensor_color_correction_t m = A;  // the Q stays A's
+	auto blend = [&](int32_t a, int32_t b) { return static_cast<int32_t>((a + (b - a) * ratio) * dg); };
+	for (size_t k = 0; k < 9; k++)
+		m.coef[k] = blend(A.coef[k], B.coef[k]);
+	for (size_t k = 0; k < 3; k++)
+		m.bias[k] = blend(A.bias[k], B.bias[k]);
+	update->color_correction = sensor_color_correction_words(m);
 	update->color_correction_update = update->color_correction_applied = 1;
 	std::fprintf(stderr, "aec_update_color_correction: aec_state.digital_gain = %f\n", dg);
 	return 1;
@@ -488,8 +513,19 @@ int32_t aec_update_gamma(const isp3a_ctx_t *ctx, isp3a_update_t *update)
 	uint8_t trig = c.isp3a_op == ISP3A_OP_PREVIEW ? c.trigger[3] : c.isp3a_op == ISP3A_OP_SNAPSHOT ? c.trigger[4] : 0;
 	if (c.isp3a_op == ISP3A_OP_PREVIEW && trig && !aec_check_settled())
 		return 1;
-	if (trig)  // the trigger's ratio and lighting have no writer: the default table stands
-		update->gamma_update = update->gamma_applied = 1;
+	const sensor_tuning_t *t = tuning_of(ctx);
+	if (!trig || !t)
+		return 1;
+	// Tables of the tuning: default, low light, outdoor.
+	const uint8_t *dflt = t->gamma.data(), *low = dflt + GAMMA_ROW, *outdoor = dflt + 2 * GAMMA_ROW;
+	aec_trigger_ratio_t r = aec_get_trigger_ratio2();
+	if (r.lighting == 2)
+		aec_interpolate_gamma_table(dflt, outdoor, r.ratio, update->gamma.data());
+	else if (r.lighting == 0)
+		aec_interpolate_gamma_table(dflt, low, r.ratio, update->gamma.data());
+	else
+		std::copy(dflt, dflt + GAMMA_ENTRIES, update->gamma.begin());
+	update->gamma_update = update->gamma_applied = 1;
 	return 1;
 }
 

@@ -6,8 +6,23 @@
 #include <cstdint>
 
 #include "camera/isp3a/isp3a.h"
+#include "camera/sensor/sensor.h"
 
 namespace cam {
+
+// Hand jitter reduction: the snapshot split into frames of shorter lines.
+struct aec_hjr_t {
+	int32_t max_frames;  // 2
+	int32_t frames;
+	uint8_t prev_luma_target;
+	uint32_t prev_line_count;
+	float prev_real_gain;
+	uint32_t max_gain, max_line_count;  // the last row of the table
+	uint16_t snapshot_fps;
+	uint32_t ref_gain;  // Q7, 128
+	uint32_t gain;      // Q7, after the gain limit
+	uint32_t line_count;
+};
 
 struct aec_ctrl_t {
 	int32_t aec_mode;  // 0 average, 1 center weighted, 2 spot
@@ -33,6 +48,15 @@ struct aec_ctrl_t {
 	uint16_t led_trigger_index;
 	const uint16_t *bias;  // metering weights, one per region, or null
 	int32_t bias_regions;
+	const sensor_tuning_t *tuning;
+	uint8_t band_supported;   // the sensor gave pixel clock and pixels per line
+	uint8_t frame_rate_adjust;  // the sensor has the frame rate operation
+	float rows_per_120hz, rows_per_100hz;
+	int32_t band_count_50, band_count_60;  // rows of the band tables, none built here
+	float iso_mode1_gain;
+	sensor_color_correction_t snapshot_lowlight;
+	std::array<int32_t, 2> dg_index;  // digital gain rows of the low-light correction
+	aec_hjr_t hjr;
 	uint8_t wait_for_next;
 	uint8_t report_vfe_stable;
 	aec_state_t out;  // the output block, copied into aec_state
@@ -63,6 +87,24 @@ bool aec_LED_use_strobe();
 bool aec_LED_check_overexposure();
 void aec_LED_store_est_stats(int32_t state);
 bool aec_LED_active(const isp3a_ctrl_t *isp3a);
+int32_t GetAvailableFlashCurrent();
+int32_t aec_set_antibanding(int32_t value, const sensor_ctrl_t *sensor);
+int32_t aec_get_max_iso_mode(const sensor_ctrl_t *sensor);
+// The highest ISO mode aec_set_isomode takes.
+int32_t aec_max_iso_type();
+// The target of a snapshot, lowered by the luma offset level in a scene
+// darker than indoors; scales current_real_gain with it. Returns the target.
+uint8_t aec_core_configure_snapshot_luma_target(const sensor_ctrl_t *sensor, const isp3a_ctx_t *ctx);
+void aec_prepare_for_hjr(sensor_ctrl_t *sensor, const isp3a_ctx_t *ctx);
+void aec_hjr_adjust_for_max_gain(float gain);
+int32_t aec_adjust_exposure_as_per_hjr(const isp3a_ctx_t *ctx, isp3a_update_t *update);
+// Interpolates two gamma tables entry by entry, rounded: a at 0, b at 1.
+void aec_interpolate_gamma_table(const uint8_t *a, const uint8_t *b, float ratio, uint8_t *out);
+struct aec_trigger_ratio_t {
+	float ratio;
+	int32_t lighting;  // 0 low light, 1 normal, 2 outdoor
+};
+aec_trigger_ratio_t aec_get_trigger_ratio2();
 void aec_LED_reset(isp3a_ctrl_t *isp3a);
 
 }  // namespace cam

@@ -85,7 +85,8 @@ int32_t awb_algo_init(isp3a_ctx_t *ctx)
 	c.last_g_gain = c.awb_state.filter_g = t->default_gain[1];
 	c.last_b_gain = c.awb_state.filter_b = t->default_gain[2];
 	c.r_gain_adj_q7 = c.b_gain_adj_q7 = 128;
-	c.current_conversion = t->cc_default;
+	c.conversions = &ctx->sensor->tuned;
+	c.current_conversion = c.conversions->cc_default;
 	return 1;
 }
 
@@ -99,11 +100,11 @@ void awb_update_chroma_enhancement_for_wb(isp3a_update_t *update)
 	int32_t d = c.awb_state.decision;
 	const std::array<int32_t, CC_WORDS> *table = nullptr;
 	if (d == 0 || d == 1 || d == 6 || d == 9)
-		table = &c.tuning->cc_daylight;
+		table = &c.conversions->cc_daylight;
 	else if (d == 3 || d == 4 || d == 7)
-		table = &c.tuning->cc_fluorescent;
+		table = &c.conversions->cc_fluorescent;
 	else if (d == 2 || d == 5)
-		table = &c.tuning->cc_incandescent;
+		table = &c.conversions->cc_incandescent;
 	if (!table)
 		return;  // 8 and unknown decisions keep the conversion in force
 	newCConversion = *table;

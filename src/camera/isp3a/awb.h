@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "camera/isp3a/isp3a.h"
+#include "camera/sensor/sensor_convert.h"
 
 namespace cam {
 
@@ -116,6 +117,7 @@ struct awb_ctrl_t {
 	std::array<int32_t, 9> ycc_to_rgb;
 	std::array<int32_t, STATS_REGIONS> outlier_rg, outlier_bg;
 	const sensor_tuning_t *tuning;
+	const sensor_converted_t *conversions;  // the sensor's, in Q8
 	uint8_t toggle_frame_skip;
 };
 

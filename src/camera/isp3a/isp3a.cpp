@@ -160,7 +160,8 @@ bool isp3a_set_wb_on(sensor_ctrl_t *sensor, isp3a_ctrl_t *c, int32_t value)
 	if (!t)
 		return false;
 	const std::array<float, 3> *base = nullptr;
-	const std::array<int32_t, CC_WORDS> *cc = &t->cc_fluorescent;
+	const sensor_converted_t &conv = sensor->tuned;
+	const sensor_conversion_t *cc = &conv.cc_fluorescent;
 	int32_t ref = -1;
 	switch (value) {
 	case 1:
@@ -169,10 +170,10 @@ bool isp3a_set_wb_on(sensor_ctrl_t *sensor, isp3a_ctrl_t *c, int32_t value)
 		c->awb_auto = 1;
 		c->wb_gain_r = c->wb_gain_g = c->wb_gain_b = 1.0f;
 		break;
-	case 3: base = &t->wb_incandescent, ref = 2, cc = &t->cc_incandescent; break;
-	case 4: base = &t->wb_fluorescent, ref = 3, cc = &t->cc_fluorescent; break;
-	case 5: base = &t->wb_daylight, ref = 0, cc = &t->cc_daylight; break;
-	case 6: base = &t->wb_cloudy, ref = 6, cc = &t->cc_daylight; break;
+	case 3: base = &t->wb_incandescent, ref = 2, cc = &conv.cc_incandescent; break;
+	case 4: base = &t->wb_fluorescent, ref = 3, cc = &conv.cc_fluorescent; break;
+	case 5: base = &t->wb_daylight, ref = 0, cc = &conv.cc_daylight; break;
+	case 6: base = &t->wb_cloudy, ref = 6, cc = &conv.cc_daylight; break;
 	default: return false;
 	}
 	if (base) {
@@ -209,6 +210,10 @@ int isp3a_select_gamma_table(int mode)
 bool isp3a_init_ctrl(config_ctrl_t *ctrl)
 {
 	isp3a_ctrl_t &c = ctrl->isp3aCtrl;
+	// The sensor's statistics set-up, its focus window among it, goes into
+	// the VFE's records first.
+	vfe_util_copy_aec_awb_config(ctrl);
+	vfe_util_copy_af_config(ctrl);
 	isp3a_start(&ctrl->sensorCtrl, &c, vfe_util_get_input_numReg(ctrl) ? 256 : 64);
 	std::fprintf(stderr, "allocate PMEM buffer for AEC/AWB  stats\n");
 	for (auto &b : c.AecAwbBuf) {

@@ -64,6 +64,7 @@ struct isp3a_update_t {
 	uint8_t color_correction_update, color_correction_applied;
 	std::array<int32_t, 13> color_correction;  // nine coefficients, three offsets, Q factor
 	uint8_t gamma_update, gamma_applied;
+	std::array<uint8_t, GAMMA_ENTRIES> gamma;  // the table AEC chose
 };
 
 // AWB's state, mirrored after every run.

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
 #include "camera/config/config.h"
 #include "camera/sensor/bayersim.h"
@@ -124,11 +125,72 @@ void sensor_common_parm_init(sensor_ctrl_t *s)
 	s->camif_frame = s->camif_width = s->camif_height = none;
 	s->af_fine_ratio = 1.05f;
 	s->af_fine_steps = static_cast<uint32_t>(4.0 / 1.05 + 0.5);
+	sensor_3a_defaults_t &d = s->defaults_3a;
+	d.awb_aec_word = 2;
+	d.awb_aec_ratio = 0.15f;
+	d.awb_aec_flag = 1;
+	d.awb_aec_words = {2, 2};
+	d.awb_aec_bounds = {0.8f, 0.9f};
+	d.awb_aec_fractions = {0.3f, 0.3f, 0.3f, 0.3f};
+	d.awb_aec_flag2 = 1;
+	d.af_search = {1, 200, 30, 1, 200, 30, 2, 1, 1, 10, 15, 5, 6, 10, 3, 2,
+		       1, 1, 1, 200, 30, 10, 15, 5, 1, 200, 30, 6};
+	sensor_set_af_windows(s);
+	s->aec_limits = sensor_aec_limits_t{};
+	s->tuned = sensor_converted_t{};
 	s->ycbcr_min = 16;
 	s->ycbcr_max = 235;
 	s->fps_long.fill(0);
 	s->fps_short.fill(0);
 }
+
+void sensor_set_af_windows(sensor_ctrl_t *s)
+{
+	const uint16_t w[2] = {s->qtr_width, s->full_width}, h[2] = {s->qtr_height, s->full_height};
+	for (size_t i = 0; i < 2; ++i)
+		s->af_window[i] = {static_cast<uint16_t>(w[i] / 4), static_cast<uint16_t>(h[i] / 4),
+				   static_cast<uint16_t>(w[i] / 4 + w[i] / 2), static_cast<uint16_t>(h[i] / 4 + h[i] / 2)};
+}
+
+namespace {
+
+// The tuning in the VFE's fixed point, each part under its feature's flag.
+void copy_tuning(sensor_ctrl_t *s, const sensor_tuning_t &t)
+{
+	sensor_converted_t &c = s->tuned;
+	sensor_convert_tuning_color_correction(t.ccm_normal, &c.cc_normal);
+	if (t.ccm_lowlight_enable)
+		sensor_convert_tuning_color_correction(t.ccm_lowlight, &c.cc_lowlight);
+	else
+		c.cc_lowlight = c.cc_normal;
+	const std::array<std::pair<const std::array<float, CC_WORDS> *, sensor_conversion_t *>, 8> conversions = {{
+	    {&t.cc_default, &c.cc_default},
+	    {&t.cc_daylight, &c.cc_daylight},
+	    {&t.cc_fluorescent, &c.cc_fluorescent},
+	    {&t.cc_incandescent, &c.cc_incandescent},
+	    {&t.cc_sepia, &c.cc_sepia},
+	    {&t.cc_mono, &c.cc_mono},
+	    {&t.cc_negative, &c.cc_negative},
+	    {&t.cc_aqua, &c.cc_aqua},
+	}};
+	for (const auto &[from, to] : conversions)
+		sensor_convert_tuning_color_conversion(*from, to);
+	if (t.awb_enable) {
+		const std::array<const std::array<float, 3> *, 4> lights = {&t.wb_incandescent, &t.wb_fluorescent,
+									    &t.wb_daylight, &t.wb_cloudy};
+		for (size_t i = 0; i < lights.size(); ++i)
+			sensor_convert_tuning_white_balance(*lights[i], &c.wb[i]);
+		sensor_wb_gains_t start{};
+		sensor_convert_tuning_white_balance(t.default_gain, &start);
+		s->wb.gain = {start.r, start.g, start.b, 0};  // as the VFE's start reads them: r, g, b
+	}
+	if (t.rolloff_enable)
+		sensor_convert_roll_off_table(t, &c.rolloff);
+	if (t.asf_mode)
+		sensor_convert_asf_3x3_matrix(t.asf_3x3, static_cast<uint32_t>(t.asf_q), &c.asf_3x3);
+}
+
+}  // namespace
 
 void sensor_post_init(sensor_ctrl_t *sensor)
 {
@@ -136,9 +198,11 @@ void sensor_post_init(sensor_ctrl_t *sensor)
 	if (sensor->output_format == SENSOR_YCBCR) {
 		sensor->wb.gain = {128, 128, 128, 128};
 		sensor->wb.word = 128;
+	} else {
+		sensor_set_af_windows(sensor);
+		if (sensor->tuning)
+			copy_tuning(sensor, *sensor->tuning);
 	}
-	// A Bayer driver's tuning record would be converted here; no sensor of
-	// the table has one.
 	sensor_validate_features(sensor);
 }
 
@@ -161,10 +225,30 @@ bool sensor_lc_is_supported(const sensor_ctrl_t *sensor)
 	return sensor->ops.set_lens_shading_correction != nullptr && sensor->output_format == SENSOR_BAYER;
 }
 
+namespace {
+
+bool unset(int32_t limit)
+{
+	auto u = static_cast<uint32_t>(limit);
+	return u == 0xFFFFFFFFu || u == 0xFFFFFFFEu;
+}
+
+}  // namespace
+
 void sensor_validate_features(sensor_ctrl_t *sensor)
 {
 	sensor->camctrl.iso_supported = sensor_iso_is_supported(sensor);
 	sensor->camctrl.af_use_isp = sensor_af_use_isp(sensor);
+	if (sensor->output_format == SENSOR_BAYER && sensor->tuning) {
+		const sensor_tuning_t &t = *sensor->tuning;
+		auto target = static_cast<uint8_t>(t.default_luma_target);
+		sensor_aec_limits_t &l = sensor->aec_limits;
+		l.luma_max = unset(t.luma_limit_max) ? 255u : static_cast<uint32_t>(t.luma_limit_max);
+		l.luma_limit_1 = unset(t.luma_limit_1) ? 4u * target : static_cast<uint32_t>(t.luma_limit_1);
+		l.luma_limit_2 = unset(t.luma_limit_2) ? static_cast<uint32_t>(2.5 * target + 0.5)
+						       : static_cast<uint32_t>(t.luma_limit_2);
+		l.exp_index_max = t.num_exposure_values - 1;
+	}
 	sensor->camctrl.lc_supported = sensor_lc_is_supported(sensor);
 }
 

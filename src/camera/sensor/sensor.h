@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "camera/config/led.h"
+#include "camera/sensor/sensor_convert.h"
 
 namespace cam {
 
@@ -97,6 +98,30 @@ struct sensor_wb_block_t {
 	uint32_t word;
 };
 
+// The AWB and AEC block and the focus search blocks of the common defaults,
+// in the order the common initialisation writes them.
+struct sensor_3a_defaults_t {
+	int32_t awb_aec_word;
+	float awb_aec_ratio;
+	uint8_t awb_aec_flag;
+	std::array<int32_t, 2> awb_aec_words;
+	std::array<float, 2> awb_aec_bounds;
+	std::array<float, 4> awb_aec_fractions;
+	uint8_t awb_aec_flag2;
+	std::array<int32_t, 28> af_search;
+};
+
+struct sensor_af_window_t {
+	uint16_t first_x, first_y, last_x, last_y;
+};
+
+// A limit of the tuning is unset when it reads -1 or -2 as unsigned.
+struct sensor_aec_limits_t {
+	uint32_t luma_max;
+	uint32_t luma_limit_1, luma_limit_2;
+	int32_t exp_index_max;
+};
+
 struct sensor_ctrl_t {
 	int sfd;
 	const struct sensor_entry_t *sensors;
@@ -137,8 +162,14 @@ struct sensor_ctrl_t {
 	// Defaults for the 3A code that a Bayer driver may overwrite.
 	float af_fine_ratio;
 	uint32_t af_fine_steps;
+	sensor_3a_defaults_t defaults_3a;
 	uint8_t ycbcr_min, ycbcr_max;
-	uint16_t af_window[2][4];  // x, y, width, height, for two windows
+	// Focus windows of preview (quarter size) and snapshot (full size): the
+	// first pixel and line, and the last, a quarter in from each edge.
+	std::array<sensor_af_window_t, 2> af_window;
+	// Exposure limits: the tuning's, or their defaults where it leaves them unset.
+	sensor_aec_limits_t aec_limits;
+	sensor_converted_t tuned;  // filled from the tuning on a Bayer sensor
 	sensor_camctrl_t camctrl;
 	sensor_ops_t ops;
 	uint8_t flash_enabled;
@@ -159,6 +190,8 @@ void sensor_common_ctrl_init(sensor_ctrl_t *sensor);
 void sensor_common_parm_init(sensor_ctrl_t *sensor);
 void sensor_post_init(sensor_ctrl_t *sensor);
 void sensor_validate_features(sensor_ctrl_t *sensor);
+// The two focus windows for the sensor's quarter and full sizes.
+void sensor_set_af_windows(sensor_ctrl_t *sensor);
 bool sensor_iso_is_supported(const sensor_ctrl_t *sensor);
 bool sensor_af_use_isp(const sensor_ctrl_t *sensor);
 bool sensor_lc_is_supported(const sensor_ctrl_t *sensor);

@@ -13,6 +13,7 @@
 #include <span>
 #include <vector>
 
+#include "camera/sensor/sensor_convert.h"
 #include "platform/platform.h"
 
 namespace cam {
@@ -49,6 +50,10 @@ const key_t keys[] = {
     KI(led_trigger_index, 1, 0, TUNING_EXP_MAX - 1),
     KF(led_current, 2, 0, 10),
     KI(flash_ratio_limit, 1, 0, 65535),
+    KI(iso100_gain, 1, 1, 65535),
+    KI(luma_limit_max, 1, -2, 255),
+    KI(luma_limit_1, 1, -2, 1023),
+    KI(luma_limit_2, 1, -2, 1023),
     KI(awb_enable, 1, 0, 1),
     KF(ref_rg, AWB_REF_NUM, 0.05, 8),
     KF(ref_bg, AWB_REF_NUM, 0.05, 8),
@@ -89,21 +94,33 @@ const key_t keys[] = {
     KF(wb_fluorescent, 3, 0.1, 16),
     KF(wb_daylight, 3, 0.1, 16),
     KF(wb_cloudy, 3, 0.1, 16),
-    // Every conversion value fits the narrowest field it goes to, 11 bits.
-    KI(cc_default, CC_WORDS, -1024, 1023),
-    KI(cc_daylight, CC_WORDS, -1024, 1023),
-    KI(cc_fluorescent, CC_WORDS, -1024, 1023),
-    KI(cc_incandescent, CC_WORDS, -1024, 1023),
-    KI(cc_sepia, CC_WORDS, -1024, 1023),
-    KI(cc_mono, CC_WORDS, -1024, 1023),
-    KI(cc_negative, CC_WORDS, -1024, 1023),
-    KI(cc_aqua, CC_WORDS, -1024, 1023),
+    // Every conversion value fits the narrowest field it goes to, 11 bits:
+    // an offset as it stands, a coefficient in Q8 (checked below).
+    KF(cc_default, CC_WORDS, -1024, 1023),
+    KF(cc_daylight, CC_WORDS, -1024, 1023),
+    KF(cc_fluorescent, CC_WORDS, -1024, 1023),
+    KF(cc_incandescent, CC_WORDS, -1024, 1023),
+    KF(cc_sepia, CC_WORDS, -1024, 1023),
+    KF(cc_mono, CC_WORDS, -1024, 1023),
+    KF(cc_negative, CC_WORDS, -1024, 1023),
+    KF(cc_aqua, CC_WORDS, -1024, 1023),
     KF(ccm_normal, 13, -16, 16),
     KF(ccm_lowlight, 13, -16, 16),
     KI(ccm_lowlight_enable, 1, 0, 1),
     KI(black_level, 2, 0, 511),
     KI(gamma_knots, GAMMA_TABLES * GAMMA_KNOTS, 0, 255),
     KI(solarize_knots, GAMMA_KNOTS, 0, 255),
+    KI(rolloff_enable, 1, 0, 1),
+    KI(rolloff_center, 2, 0, 4095),
+    KI(rolloff_radius_sq, ROLLOFF_ROWS, 0, 16777215),
+    // A gain is 13 bits in Q10.
+    KF(rolloff_gain_r, ROLLOFF_ROWS, 0.5, 7.99),
+    KF(rolloff_gain_g, ROLLOFF_ROWS, 0.5, 7.99),
+    KF(rolloff_gain_b, ROLLOFF_ROWS, 0.5, 7.99),
+    KI(asf_mode, 1, 0, 3),
+    KF(asf_3x3, 9, -16, 16),  // 16 in Q10 still fits 16 bits
+    KI(asf_q, 1, 0, 10),
+    KI(asf_threshold, 2, 0, 255),
     KI(af_is_supported, 1, 0, 1),
     KI(af_no_search, 1, 0, 1),
     KI(af_process_type, 1, 0, 4),
@@ -169,9 +186,61 @@ bool store(const pending_t &p, sensor_tuning_t *t, std::string *err)
 	return true;
 }
 
-// Cross-checks between keys, which each key's range cannot see.
-bool check(const sensor_tuning_t &t, std::string *err)
+int key_index(std::string_view name)
 {
+	for (int k = 0; k < key_count; k++)
+		if (name == keys[k].name)
+			return k;
+	return -1;
+}
+
+// The roll-off rings go outwards, and every slope between them fits its
+// field.
+bool check_rolloff(const sensor_tuning_t &t, const std::array<int, key_count> &line, std::string *err)
+{
+	int radius_line = line[key_index("rolloff_radius_sq")];
+	for (int i = 1; i < ROLLOFF_ROWS; i++)
+		if (t.rolloff_radius_sq[i] < t.rolloff_radius_sq[i - 1])
+			return fail(err, radius_line, "rolloff_radius_sq: ring " + std::to_string(i) + " lies inside the one before");
+	constexpr int64_t slope_max = (int64_t{1} << (ROLLOFF_SLOPE_BITS - 1)) - 1;
+	const char *names[3] = {"rolloff_gain_r", "rolloff_gain_g", "rolloff_gain_b"};
+	const std::array<float, ROLLOFF_ROWS> *gains[3] = {&t.rolloff_gain_r, &t.rolloff_gain_g, &t.rolloff_gain_b};
+	for (int c = 0; c < 3; c++)
+		for (int i = 0; i + 1 < ROLLOFF_ROWS; i++) {
+			int64_t s = sensor_rolloff_slope((*gains[c])[i], (*gains[c])[i + 1], t.rolloff_radius_sq[i],
+							 t.rolloff_radius_sq[i + 1]);
+			if (s > slope_max || s < -slope_max - 1)
+				return fail(err, std::max(line[key_index(names[c])], radius_line),
+					    std::string(names[c]) + ": slope from ring " + std::to_string(i) +
+						" does not fit 19 bits; the rings are too close for the change of gain");
+		}
+	return true;
+}
+
+// A conversion's coefficients fit 11 bits in Q8; its offsets are whole levels.
+bool check_conversions(const sensor_tuning_t &t, const std::array<int, key_count> &line, std::string *err)
+{
+	const char *names[] = {"cc_default", "cc_daylight", "cc_fluorescent", "cc_incandescent",
+			       "cc_sepia",   "cc_mono",     "cc_negative",    "cc_aqua"};
+	const std::array<float, CC_WORDS> *tables[] = {&t.cc_default, &t.cc_daylight, &t.cc_fluorescent, &t.cc_incandescent,
+						       &t.cc_sepia,   &t.cc_mono,     &t.cc_negative,    &t.cc_aqua};
+	for (size_t n = 0; n < std::size(names); n++)
+		for (size_t k = 0; k < CC_WORDS; k++) {
+			float v = (*tables[n])[k];
+			bool coefficient = sensor_conversion_is_coefficient(k);
+			if (coefficient ? (v * 256.0f < -1024.0f || v * 256.0f >= 1024.0f) : v != std::floor(v))
+				return fail(err, line[key_index(names[n])],
+					    std::string(names[n]) + ": value " + std::to_string(k) +
+						(coefficient ? " does not fit 11 bits in Q8" : " is not a whole number"));
+		}
+	return true;
+}
+
+// Cross-checks between keys, which each key's range cannot see.
+bool check(const sensor_tuning_t &t, const std::array<int, key_count> &line, std::string *err)
+{
+	if (!check_rolloff(t, line, err) || !check_conversions(t, line, err))
+		return false;
 	int n = t.num_exposure_values;
 	if (t.indoor_index >= n || t.outdoor_index >= t.indoor_index || t.led_trigger_index >= n)
 		return fail(err, 0, "indoor/outdoor/led indexes must satisfy outdoor < indoor < num_exposure_values");
@@ -227,19 +296,19 @@ awb_box_t tuning_box(const std::array<int32_t, 10> &w)
 
 std::array<int32_t, 13> tuning_correction_fixed(const std::array<float, 13> &ccm, float gain)
 {
-	std::array<int32_t, 13> m{};
-	int32_t q = 7 + std::clamp(static_cast<int32_t>(ccm[12]), 0, 3);
-	float one = static_cast<float>(1 << q);
-	for (size_t k = 0; k < 12; k++)
-		m[k] = static_cast<int32_t>(k < 9 ? ccm[k] * gain * one : ccm[k]);  // biases are pixel levels
-	m[12] = q;
-	return m;
+	std::array<float, 13> scaled = ccm;
+	for (size_t k = 0; k < 9; k++)
+		scaled[k] = ccm[k] * gain;  // the biases are pixel levels
+	sensor_color_correction_t c{};
+	sensor_convert_tuning_color_correction(scaled, &c);
+	return sensor_color_correction_words(c);
 }
 
 bool tuning_parse(std::string_view text, sensor_tuning_t *out, std::string *err)
 {
 	*out = sensor_tuning_t{};
 	std::array<bool, key_count> seen{};
+	std::array<int, key_count> key_line{};
 	pending_t p;
 	int line_no = 0;
 	while (!text.empty()) {
@@ -258,9 +327,7 @@ bool tuning_parse(std::string_view text, sensor_tuning_t *out, std::string *err)
 			std::string_view name = trim(line.substr(0, eq));
 			p = pending_t{};
 			p.line = line_no;
-			for (int k = 0; k < key_count; k++)
-				if (name == keys[k].name)
-					p.key = k;
+			p.key = key_index(name);
 			if (p.key < 0)
 				return fail(err, line_no, "unknown key '" + std::string(name) + "'");
 			if (seen[p.key])
@@ -268,6 +335,7 @@ bool tuning_parse(std::string_view text, sensor_tuning_t *out, std::string *err)
 			if (!keys[p.key].count && !seen[1])
 				return fail(err, line_no, "exposure_table before num_exposure_values");
 			seen[p.key] = true;
+			key_line[p.key] = line_no;
 			line = line.substr(eq + 1);
 		} else if (p.key < 0) {
 			return fail(err, line_no, "values without a key");
@@ -297,7 +365,7 @@ bool tuning_parse(std::string_view text, sensor_tuning_t *out, std::string *err)
 	for (int k = 0; k < key_count; k++)
 		if (!seen[k])
 			return fail(err, line_no, std::string("missing key '") + keys[k].name + "'");
-	if (!check(*out, err))
+	if (!check(*out, key_line, err))
 		return false;
 	draw_gamma(*out);
 	return true;

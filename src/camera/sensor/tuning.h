@@ -12,7 +12,7 @@ namespace cam {
 
 constexpr int TUNING_EXP_MAX = 500;
 constexpr int AWB_REF_NUM = 9;
-// Colour conversion, Q8: the chroma coefficients a, b, c, d, each for a
+// Colour conversion: the chroma coefficients a, b, c, d, each for a
 // negative (_m) and a positive (_p) colour difference, in the order a_m a_p
 // b_m b_p c_m c_p d_m d_p; the Cb and Cr offsets; the luma coefficients of
 // r, g, b; the luma offset.
@@ -21,6 +21,7 @@ constexpr int GAMMA_ENTRIES = 1024;
 constexpr int GAMMA_ROW = GAMMA_ENTRIES + 1;  // the tables' stride in the tuning record
 constexpr int GAMMA_TABLES = 4;
 constexpr int GAMMA_KNOTS = 17;  // a table's value at every 64th entry and one past its end
+constexpr int ROLLOFF_ROWS = 32;  // rings of the lens roll-off, from the centre out
 
 // Bounding box of the white statistics: y limits, four slopes, four intercepts.
 struct awb_box_t {
@@ -47,6 +48,10 @@ struct sensor_tuning_t {
 	int32_t led_trigger_index;
 	std::array<float, 2> led_current;  // low, strobe; 0 turns compensation off
 	int32_t flash_ratio_limit;         // Q8
+	int32_t iso100_gain;  // Q8 gain of ISO 100, the gain of ISO mode 1
+	// Luma limits of the exposure; -1 or -2 leaves a limit to its default
+	// (255; 4 x and 2.5 x default_luma_target).
+	int32_t luma_limit_max, luma_limit_1, luma_limit_2;
 	// White balance.
 	int32_t awb_enable;
 	std::array<float, AWB_REF_NUM> ref_rg, ref_bg, r_gain_adj, b_gain_adj;
@@ -67,9 +72,10 @@ struct sensor_tuning_t {
 	int32_t awb_self_cal_enable;
 	float x_shift_limit_up, x_shift_limit_down;
 	std::array<float, 3> wb_incandescent, wb_fluorescent, wb_daylight, wb_cloudy;
-	std::array<int32_t, CC_WORDS> cc_default, cc_daylight, cc_fluorescent, cc_incandescent;
+	// Colour conversions: coefficients as ratios, offsets in levels.
+	std::array<float, CC_WORDS> cc_default, cc_daylight, cc_fluorescent, cc_incandescent;
 	// Conversions of the colour effects, in the same form.
-	std::array<int32_t, CC_WORDS> cc_sepia, cc_mono, cc_negative, cc_aqua;
+	std::array<float, CC_WORDS> cc_sepia, cc_mono, cc_negative, cc_aqua;
 	// Colour correction of preview, normal and low light: nine coefficients,
 	// three offsets, the Q factor.
 	std::array<float, 13> ccm_normal, ccm_lowlight;
@@ -83,6 +89,20 @@ struct sensor_tuning_t {
 	// The solarize effect's curve, which may fall, and its table.
 	std::array<int32_t, GAMMA_KNOTS> solarize_knots;
 	std::array<uint8_t, GAMMA_ENTRIES> solarize_gamma;
+	// Lens roll-off: the optical centre, the squared radius of each ring and
+	// the gain of r, g and b at it; between rings the VFE interpolates.
+	int32_t rolloff_enable;
+	std::array<int32_t, 2> rolloff_center;
+	std::array<int32_t, ROLLOFF_ROWS> rolloff_radius_sq;
+	std::array<float, ROLLOFF_ROWS> rolloff_gain_r, rolloff_gain_g, rolloff_gain_b;
+	// Adaptive spatial filter: 0 off, 1 on with no sharp mode (still off),
+	// 2 the matrix as tuned, 3 the matrix scaled by the client's sharpness;
+	// the 3x3 matrix, its Q, and the lower and upper edge thresholds
+	// between which it sharpens.
+	int32_t asf_mode;
+	std::array<float, 9> asf_3x3;
+	int32_t asf_q;
+	std::array<int32_t, 2> asf_threshold;
 	// Focus.
 	int32_t af_is_supported, af_no_search, af_process_type;
 	int32_t af_coarse_step, af_fine_step, af_fine_step_num;

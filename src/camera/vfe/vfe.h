@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "camera/msm_camera.h"
+#include "camera/sensor/sensor_convert.h"
 #include "camera/vfe/colour_record.h"
 #include "camera/vfe/vfe_cmd.h"
 
@@ -168,6 +169,11 @@ bool vfe_util_af_start(config_ctrl_t *ctrl, uint32_t mode);
 bool vfe_util_updateblacklevel(vfe_ctrl_t *vfe, uint32_t a, uint32_t b, bool send);
 bool vfe_util_updatecorrincolorproc(config_ctrl_t *ctrl, const colour_correction_t &matrix, bool send);
 bool vfe_util_updateconversincolorprcess(config_ctrl_t *ctrl, const colour_conversion_t &matrix);
+// The roll-off record from a converted table; preview and snapshot alike.
+void vfe_preview_updaterollofftbl(config_ctrl_t *ctrl, const sensor_rolloff_t &table);
+// Builds and sends the adaptive filter record if the tuning's mode is 2 or
+// 3; true if sent. Preview and snapshot alike.
+bool vfe_preview_configadaptivefilter(config_ctrl_t *ctrl);
 void vfe_preview_putgammatable(config_ctrl_t *ctrl, int32_t effect, int32_t contrast, int32_t light);
 
 }  // namespace cam

@@ -80,6 +80,14 @@ struct vfe_rec {
 // A signed value as a field of that width holds it, two's complement.
 constexpr uint32_t vfe_field(int32_t v, unsigned width) { return static_cast<uint32_t>(v) & ((1u << width) - 1); }
 
+// Roll-off record: the centre, 12 bits in 16 each; then 32 rows of the
+// squared radius and, for r, g and b, a word of the slope towards the next
+// ring (bits 0 to 18) and the Q10 gain (bits 19 to 31).
+constexpr size_t VFE_ROLLOFF_CX_AT = 4, VFE_ROLLOFF_CY_AT = 6, VFE_ROLLOFF_ROWS_AT = 8, VFE_ROLLOFF_ROW_BYTES = 16;
+// Adaptive filter record: sharp mode, the Q of the matrix, the lower and
+// upper edge thresholds, a byte each; nine 16-bit coefficients row by row.
+constexpr size_t VFE_ASF_MODE_AT = 4, VFE_ASF_Q_AT = 5, VFE_ASF_THRESHOLD_AT = 6, VFE_ASF_COEF_AT = 8;
+
 // Every record, in the order of the static block.
 struct vfe_cmd_block_t {
 	vfe_rec<24> VFE_DemosaicCfgCmd;

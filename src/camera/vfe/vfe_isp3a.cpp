@@ -38,15 +38,15 @@ void vfe_util_copy_aec_awb_config(config_ctrl_t *ctrl)
 
 void vfe_util_copy_af_config(config_ctrl_t *ctrl)
 {
-	// A window the sensor names replaces the centre window of the default.
-	const uint16_t *w = ctrl->sensorCtrl.af_window[0];
-	if (w[2] == 0 || w[3] == 0)
+	// The sensor's preview window replaces the centre window of the default.
+	const sensor_af_window_t &w = ctrl->sensorCtrl.af_window[0];
+	if (w.last_x <= w.first_x || w.last_y <= w.first_y)
 		return;
 	auto &r = ctrl->vfeCtrl.vcmd->VFE_StatsAutofocusCfgCmd;
-	r.set(10, 0, 12, w[0]);
-	r.set(8, 0, 12, w[1]);
-	r.set(14, 0, 11, w[2]);
-	r.set(12, 0, 11, w[3]);
+	r.set(10, 0, 12, w.first_x);
+	r.set(8, 0, 12, w.first_y);
+	r.set(14, 0, 11, w.last_x - w.first_x);
+	r.set(12, 0, 11, w.last_y - w.first_y);
 }
 
 bool vfe_preview_aecawb_init(config_ctrl_t *ctrl)
@@ -161,7 +161,7 @@ bool vfe_stats_update(int kind, config_ctrl_t *ctrl)
 			u.color_correction_update = 0;
 		}
 		if (u.gamma_update) {
-			vfe_util_updategamma(&v, reinterpret_cast<const uint8_t *>(VFE_DefaultRGB_GammaCfgCmd.w.data() + 2));
+			vfe_util_updategamma(&v, u.gamma.data());
 			u.gamma_update = 0;
 		}
 		return ok;

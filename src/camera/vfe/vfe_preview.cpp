@@ -247,8 +247,8 @@ void bayer_processing(config_ctrl_t *ctrl)
 			vfe_util_updateconversincolorprcess(ctrl, *m);
 	}
 	vfe_util_send(b.VFE_ColorProcessingCfgCmd, VFE_QUEUE_CMD);
-	// The tuning carries no sharpening filter, so the adaptive filter stays off.
-	b.VFE_StartCmd.set(8, 5, 1, 0);
+	const sensor_ctrl_t &s = ctrl->sensorCtrl;
+	b.VFE_StartCmd.set(8, 5, 1, vfe_preview_configadaptivefilter(ctrl) ? 1 : 0);
 	vfe_util_send(b.VFE_DemosaicCfgCmd, VFE_QUEUE_CMD);
 	vfe_util_updatewb(&v, c.wb_gain[0], c.wb_gain[1], c.wb_gain[2], false);
 	std::fprintf(stderr, "Sending vcmd->VFE_WhiteBalanceCfgCmd\n");
@@ -256,12 +256,14 @@ void bayer_processing(config_ctrl_t *ctrl)
 	vfe_util_send(b.VFE_RGB_GammaCfgCmd, VFE_QUEUE_TABLE);
 	vfe_util_send(b.VFE_Y_GammaCfgCmd, VFE_QUEUE_TABLE);
 	vfe_util_send(b.VFE_BlackLevelCfgCmd, VFE_QUEUE_CMD);
-	// No roll-off table comes with the tuning: the default record goes out.
+	bool rolloff = s.tuning && s.tuning->rolloff_enable;
+	if (rolloff)
+		vfe_preview_updaterollofftbl(ctrl, s.tuned.rolloff);
 	vfe_util_send(b.VFE_RollOffCfgCmd, VFE_QUEUE_TABLE);
 	auto &start = b.VFE_StartCmd;
-	if (!ctrl->sensorCtrl.camctrl.lc_supported)
+	if (!s.camctrl.lc_supported || !rolloff)
 		start.set(8, 1, 1, 0);
-	start.set(8, 3, 1, ctrl->sensorCtrl.gamma_enable ? 1 : 0);
+	start.set(8, 3, 1, s.gamma_enable ? 1 : 0);
 	if ((e.luma_nr & 0xFF) != 0 && e.effect_flag[0] == 0)
 		start.set(8, 4, 1, 1);
 	const auto &region = b.VFE_ActiveRegionCfgCmd;

@@ -62,8 +62,8 @@ void init_from_sensor(vfe_cmd_block_t &b, const sensor_ctrl_t &s)
 {
 	const sensor_tuning_t *t = s.tuning;
 	for (auto *r : {&b.VFE_ColorProcessingCfgCmd, &b.VFE_ColorProcessingCfgCmd2}) {
-		colour_put_correction(*r, tuning_correction_fixed(t->ccm_normal, 1.0f));
-		colour_put_conversion(*r, t->cc_default);
+		colour_put_correction(*r, sensor_color_correction_words(s.tuned.cc_normal));
+		colour_put_conversion(*r, s.tuned.cc_default);
 	}
 	std::memcpy(b.VFE_RGB_GammaCfgCmd.w.data() + 2, t->gamma.data(), GAMMA_ENTRIES);
 	std::memcpy(b.VFE_Y_GammaCfgCmd.w.data() + 2, t->gamma.data(), GAMMA_ENTRIES);
@@ -162,8 +162,6 @@ void vfe_util_copy_sensor(config_ctrl_t *ctrl)
 		break;
 	}
 }
-
-void vfe_util_sharpness_afilter(config_ctrl_t *) {}
 
 void vfe_util_af_stop(uint32_t) {}
 
@@ -277,7 +275,7 @@ const colour_conversion_t *vfe_util_current_conversion(const config_ctrl_t *ctrl
 	const colour_conversion_t &now = ctrl->isp3aCtrl.update_record.conversion;
 	bool chosen = std::any_of(now.begin(), now.end(), [](int32_t x) { return x != 0; });
 	const sensor_tuning_t *t = ctrl->sensorCtrl.tuning;
-	return chosen ? &now : t ? &t->cc_default : nullptr;
+	return chosen ? &now : t ? &ctrl->sensorCtrl.tuned.cc_default : nullptr;
 }
 
 void vfe_util_updategammafromtuning(config_ctrl_t *ctrl)
@@ -303,10 +301,10 @@ bool vfe_util_set_special_effect(config_ctrl_t *ctrl, uint32_t effect)
 		e.effect_flag[2] = 1;
 	const colour_conversion_t *matrix = nullptr;
 	switch (effect) {
-	case 1: matrix = t ? &t->cc_sepia : nullptr; break;
-	case 2: matrix = t ? &t->cc_mono : nullptr; break;
-	case 3: matrix = t ? &t->cc_negative : nullptr; break;
-	case 4: matrix = t ? &t->cc_aqua : nullptr; break;
+	case 1: matrix = t ? &ctrl->sensorCtrl.tuned.cc_sepia : nullptr; break;
+	case 2: matrix = t ? &ctrl->sensorCtrl.tuned.cc_mono : nullptr; break;
+	case 3: matrix = t ? &ctrl->sensorCtrl.tuned.cc_negative : nullptr; break;
+	case 4: matrix = t ? &ctrl->sensorCtrl.tuned.cc_aqua : nullptr; break;
 	case 5: vfe_util_updategamma(&ctrl->vfeCtrl, PosterizationGammaTbl.data()); break;
 	case 6: vfe_util_updategamma(&ctrl->vfeCtrl, BlackboardGammaTbl.data()); break;
 	case 7: vfe_util_updategamma(&ctrl->vfeCtrl, WhiteboardGammaTbl.data()); break;
