@@ -150,6 +150,11 @@ TEST(BayerDspPipeline, StagesApplyInTheHardwaresOrder)
 			     p.rgb_gamma[i] = static_cast<uint8_t>(i / 8);
 		     p.colour.conv[13] = 20;
 	     }, {800, 800, 800}, {120, 128, 128}},
+	    // Negative differences take the _m coefficients: Cb 0.25 x (-100 +
+	    // 43 / 256 x 100), Cr 0.5 x (-100 + 42 / 256 x 100).
+	    {"conversion's minus side", [](bayer_path_t &p) {
+		     p.colour.conv = {64, 128, -43, -86, 128, 256, -42, 0, 128, 128, 77, 150, 29, 0};
+	     }, {400, 800, 400}, {159, 107, 86}},
 	    // Conversion (178, 171, 1), then the clamp of luma to 170 and Cb to 120.
 	    {"conversion, then clamp", [](bayer_path_t &p) {
 		     p.clamp.max = {170, 120, 255};
