@@ -11,6 +11,7 @@
 #include <mutex>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "camera/sensor/bayersim.h"
@@ -201,6 +202,7 @@ void bayer_log_frame(const bayer_scene_t &s, const bayer_path_t &p, uint64_t fra
 			      static_cast<unsigned long long>(frame), s.light, s.illum_rg, s.illum_bg, p.gain_q8, p.lines,
 			      p.lens, bayer_focus_value(s, p.lens), std::min(255.0, exposure), p.wb_q7[0], p.wb_q7[1],
 			      p.wb_q7[2], y, cb, cr);
+	::mkdir((board.root() + "/var").c_str(), 0755);
 	std::string path = board.root() + "/var/" + BAYER_FRAME_LOG;
 	int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
 	if (fd < 0)
