@@ -3,6 +3,7 @@
 // 4-stop light change each way, daylight to tungsten light, then the nine
 // reference lights), reads the DSP model's per-frame log, writes it as CSV
 // with the figures worked out from it, and draws it with gnuplot as SVG.
+// Then a focus search through the configuration thread (focus_run.h).
 //
 //   isp3a-plot [out-dir]      (default: isp3a-plots)
 #include <CLI/CLI.hpp>
@@ -10,13 +11,16 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <fcntl.h>
 #include <fstream>
 #include <sstream>
 #include <string>
 #include <sys/stat.h>
 #include <thread>
+#include <unistd.h>
 #include <vector>
 
+#include "focus_run.h"
 #include "sim/bayer_frame_log.h"
 #include "support/sim_phone.h"
 
@@ -54,6 +58,12 @@ plot 'frames.csv' using 1:4 with lines lw 2 title 'r gain', \
      '' using 1:6 with lines lw 2 title 'b gain', \
      '' using 1:7 axes x1y2 with lines title 'grey Cb', \
      '' using 1:8 axes x1y2 with lines title 'grey Cr'
+set output 'focus.svg'
+set title 'Focus search through the configuration thread: focus value against lens position (peak at 23)'
+set xlabel 'lens position'
+set ylabel 'focus value'
+plot 'focus.csv' using 2:3 with linespoints pt 7 ps 0.5 title 'frames in search order', \
+     'curve.csv' using 1:2 with lines dt 2 title 'scene'
 )";
 
 // The tuning's grey under each reference light, from the board's file.
@@ -198,6 +208,15 @@ int main(int argc, char **argv)
 	std::printf("worst grey error over the reference lights: %d levels of Cb or Cr\n", worst);
 	if (timing)
 		capture_times();
+	// The trace of the configuration thread in this process goes to a file.
+	std::fflush(stderr);
+	int saved = ::dup(2), log = ::open((dir + "/trace.log").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+	if (log >= 0)
+		::dup2(log, 2);
+	bool focused = focus_run(dir, 23);
+	::dup2(saved, 2);
+	if (!focused)
+		std::fprintf(stderr, "isp3a-plot: the focus search did not end\n");
 	FILE *gp = std::fopen((dir + "/plots.gp").c_str(), "w");
 	if (!gp)
 		return 1;
@@ -205,6 +224,6 @@ int main(int argc, char **argv)
 	std::fclose(gp);
 	std::string cmd = "cd '" + dir + "' && gnuplot plots.gp";
 	int rc = std::system(cmd.c_str());
-	std::printf("%s/frames.csv; plots %s\n", dir.c_str(), rc == 0 ? "exposure.svg, white_balance.svg" : "not drawn (gnuplot missing?)");
+	std::printf("%s/frames.csv; plots %s\n", dir.c_str(), rc == 0 ? "exposure.svg, white_balance.svg, focus.svg" : "not drawn (gnuplot missing?)");
 	return 0;
 }
