@@ -9,6 +9,7 @@
 #include "camera/vfe/vfe.h"
 #include "camera/vfe/vfe_cmd.h"
 #include "sim/bayer_dsp.h"
+#include "unit_board.h"
 
 namespace {
 
@@ -213,6 +214,7 @@ TEST(BayerDspPipeline, RollOffGainGrowsWithTheRadius)
 
 TEST(BayerDspLens, MovesStopAtBothEnds)
 {
+	clienttest::unit_board();  // the far stop is the board's
 	bayer_path_t p;
 	bayer_lens_default(p);
 	int far = bayer_lens_far_end();
