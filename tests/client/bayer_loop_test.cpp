@@ -13,11 +13,39 @@ namespace {
 using sim::camera::bayer_frame_t;
 using testing_support::SimPhone;
 
+// One phone for the group: its first capture (a full picture, slow under
+// the sanitizers) starts the preview, which runs on with 3A frame by frame
+// while each test changes the board under it and puts it back.
 class BayerLoop : public ::testing::Test {
 protected:
-	// Preview frames every 5 ms of board time (time.scale 0.01).
-	SimPhone phone{clienttest::camera_setup(
-	    {{"camera.sensor", "bayersim"}, {"camera.frame_ms", "5"}, {"camera.frame_log", "1"}})};
+	static void SetUpTestSuite()
+	{
+		// Preview frames every 5 ms of board time (time.scale 0.01).
+		shared = new SimPhone(clienttest::camera_setup(
+		    {{"camera.sensor", "bayersim"}, {"camera.frame_ms", "5"}, {"camera.frame_log", "1"}}));
+		started = shared->ask("AT+DSCC\n", {}, 60000) == "OK\n";
+	}
+	static void TearDownTestSuite()
+	{
+		EXPECT_EQ(shared->ask("AT+DSCE\n", {}, 30000), "OK\n");
+		delete shared;
+		shared = nullptr;
+	}
+	void SetUp() override
+	{
+		ASSERT_TRUE(started);
+		frames_after(0, [](const bayer_frame_t &) { return true; }, 1);
+	}
+	void TearDown() override
+	{
+		for (auto [k, v] : {std::pair{"camera.scene_light", "0.1"}, {"camera.illuminant_rg", "0.60"},
+				    {"camera.illuminant_bg", "0.75"}})
+			phone.set_board(k, v);
+	}
+
+	static inline SimPhone *shared = nullptr;
+	static inline bool started = false;
+	SimPhone &phone = *shared;
 
 	std::vector<bayer_frame_t> frames() const
 	{
@@ -46,13 +74,6 @@ protected:
 			std::this_thread::sleep_for(std::chrono::milliseconds(5));
 		}
 	}
-
-	// The preview runs on after the first capture; its 3A goes on with it.
-	void start_preview()
-	{
-		ASSERT_EQ(phone.ask("AT+DSCC\n"), "OK\n");
-		frames_after(0, [](const bayer_frame_t &) { return true; }, 1);
-	}
 };
 
 // The mid-grey patch's colour is neutral within this many levels.
@@ -60,7 +81,6 @@ constexpr unsigned NEUTRAL = 4;
 
 TEST_F(BayerLoop, ExposureSettlesAfterFourStopsEitherWay)
 {
-	start_preview();
 	struct step {
 		const char *light;
 		double value;
@@ -72,6 +92,7 @@ TEST_F(BayerLoop, ExposureSettlesAfterFourStopsEitherWay)
 		size_t before = frames().size();
 		phone.set_board("camera.scene_light", s.light);
 		auto [f, at] = frames_after(before, [&](const bayer_frame_t &fr) { return fr.light == s.value; }, 40);
+		ASSERT_LT(at, f.size());
 		int settle = sim::camera::bayer_frames_to_settle(f, at);
 		std::printf("4 stops to %s: exposure within 5 %% after %d frames\n", s.light, settle);
 		EXPECT_GE(settle, 1);  // the sensor takes the new exposure a frame after the statistics
@@ -79,7 +100,6 @@ TEST_F(BayerLoop, ExposureSettlesAfterFourStopsEitherWay)
 		// Settled on the luma target: grey ends near the same raw level.
 		EXPECT_NEAR(f.back().grey_raw, f[at > 0 ? at - 1 : 0].grey_raw, 0.1 * f.back().grey_raw);
 	}
-	EXPECT_EQ(phone.ask("AT+DSCE\n"), "OK\n");
 }
 
 bool neutral(const bayer_frame_t &f)
@@ -89,7 +109,6 @@ bool neutral(const bayer_frame_t &f)
 
 TEST_F(BayerLoop, GreyComesOutNeutralAfterTheIlluminantChanges)
 {
-	start_preview();
 	// The gains move 5 % of the way a frame.
 	constexpr size_t WB_FRAMES = 80, STAYS = 5;
 	struct light {
@@ -116,12 +135,10 @@ TEST_F(BayerLoop, GreyComesOutNeutralAfterTheIlluminantChanges)
 		EXPECT_GT(took, 0u);
 		EXPECT_LE(took, WB_FRAMES);
 	}
-	EXPECT_EQ(phone.ask("AT+DSCE\n"), "OK\n");
 }
 
 TEST_F(BayerLoop, BadSceneKeysAreRefusedWithTheirLineAndExtremesKeepTheLoopGoing)
 {
-	start_preview();
 	struct bad {
 		const char *key, *value;
 	};
@@ -130,13 +147,13 @@ TEST_F(BayerLoop, BadSceneKeysAreRefusedWithTheirLineAndExtremesKeepTheLoopGoing
 		SCOPED_TRACE(std::string(b.key) + " = " + b.value);
 		phone.set_board(b.key, b.value);
 		std::string refusal = std::string(b.key) + " = " + b.value + " refused";
-		ASSERT_TRUE(phone.wait_trace(refusal, 1));
+		ASSERT_TRUE(phone.wait_trace(refusal, 1, 30000));
 		// The line is the board file's own.
 		std::string conf = phone.file("/board.conf");
 		size_t at = conf.find(std::string(b.key) + " = " + b.value);
 		int line = 1 + static_cast<int>(std::count(conf.begin(), conf.begin() + static_cast<long>(at), '\n'));
 		EXPECT_EQ(phone.trace_count("board.conf:" + std::to_string(line) + ": " + refusal), 1);
-		phone.set_board(b.key, b.key == std::string("camera.scene_light") ? "0.1" : "0.6");
+		TearDown();  // the good values back
 	}
 	// A saturated scene and a black one give statistics with no pixel in
 	// the white box; a lens at either end stop; the frames go on.
@@ -148,7 +165,6 @@ TEST_F(BayerLoop, BadSceneKeysAreRefusedWithTheirLineAndExtremesKeepTheLoopGoing
 		auto [f, at] = frames_after(before, [&](const bayer_frame_t &fr) { return fr.light == v; }, 20);
 		EXPECT_LT(at, f.size());
 	}
-	EXPECT_EQ(phone.ask("AT+DSCE\n"), "OK\n");
 }
 
 }  // namespace
