@@ -71,7 +71,7 @@ protected:
 				ADD_FAILURE() << "the log has " << f.size() << " frames, the change seen at " << at;
 				return {f, f.size()};
 			}
-			std::this_thread::sleep_for(std::chrono::milliseconds(5));
+			std::this_thread::sleep_for(std::chrono::milliseconds(20));  // the log is read whole
 		}
 	}
 };
@@ -91,7 +91,7 @@ TEST_F(BayerLoop, ExposureSettlesAfterFourStopsEitherWay)
 		SCOPED_TRACE(s.light);
 		size_t before = frames().size();
 		phone.set_board("camera.scene_light", s.light);
-		auto [f, at] = frames_after(before, [&](const bayer_frame_t &fr) { return fr.light == s.value; }, 40);
+		auto [f, at] = frames_after(before, [&](const bayer_frame_t &fr) { return fr.light == s.value; }, 25);
 		ASSERT_LT(at, f.size());
 		int settle = sim::camera::bayer_frames_to_settle(f, at);
 		std::printf("4 stops to %s: exposure within 5 %% after %d frames\n", s.light, settle);
