@@ -32,6 +32,7 @@ libclang-rt-14-dev
 xxd
 g++-arm-linux-gnueabi
 qemu-user
+gnuplot-nox
 "
 
 # The ARM build's libraries (static archives and headers), unpacked from

@@ -1,12 +1,21 @@
-// The Bayer path of the simulated DSP: sensor exposure and white balance
-// applied to the board's scene. The colour bars and grey ramp of the
-// YCbCr scene are taken as reflectances (mid grey is 1.0).
+// The Bayer path of the simulated DSP. The colour bars and grey ramp of the
+// YCbCr scene are taken as reflectances (mid grey is 1.0); the sensor
+// makes a 10-bit pixel on a black pedestal, and the VFE's stages follow
+// as the records last sent set them.
 #include "sim/bayer_dsp.h"
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
+#include <cstdio>
+#include <map>
+#include <mutex>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "camera/sensor/bayersim.h"
+#include "camera/vfe/vfe_cmd.h"
 #include "sim/board.h"
 #include "sim/camera_scene.h"
 
@@ -27,13 +36,67 @@ rgb reflectance(uint32_t x, uint32_t y, uint32_t w, uint32_t h)
 	return {refl(yy + 1.402 * cr), refl(yy - 0.344136 * cb - 0.714136 * cr), refl(yy + 1.772 * cb)};
 }
 
-uint8_t clamp8(double v) { return static_cast<uint8_t>(std::lround(std::clamp(v, 0.0, 255.0))); }
-
-// A scene value of the board that must be a positive finite number.
-double positive(std::string_view key, double fallback)
+uint8_t clamp8(double v, uint8_t lo = 0, uint8_t hi = 255)
 {
-	double v = Board::get().real(key, fallback);
-	return std::isfinite(v) && v > 0 ? v : fallback;
+	if (lo > hi)
+		std::swap(lo, hi);
+	return static_cast<uint8_t>(std::lround(std::clamp(v, double(lo), double(hi))));
+}
+
+// A number of the board's camera section inside [lo, hi]. A value that is
+// not is refused once with its line in the kernel log, and the last good
+// value (or the default) stays.
+double board_number(std::string_view key, double fallback, double lo, double hi)
+{
+	static std::mutex mutex;
+	static std::map<std::string, double, std::less<>> good;
+	static std::map<std::string, std::string, std::less<>> refused;
+	Board &board = Board::get();
+	std::string text = board.text(key, "");
+	std::lock_guard lock(mutex);
+	auto kept = good.find(key);
+	double keep = kept == good.end() ? fallback : kept->second;
+	if (text.empty())
+		return fallback;
+	char *end = nullptr;
+	double v = std::strtod(text.c_str(), &end);
+	if (end != text.c_str() + text.size() || !std::isfinite(v) || v < lo || v > hi) {
+		auto [it, fresh] = refused.try_emplace(std::string(key), text);
+		if (fresh || it->second != text) {
+			it->second = text;
+			char line[200];
+			std::snprintf(line, sizeof line, "board.conf:%d: %.*s = %.40s refused: not a number from %g to %g\n",
+				      board.line_of(key), static_cast<int>(key.size()), key.data(), text.c_str(), lo, hi);
+			board.kmsg_write(line);
+		}
+		return keep;
+	}
+	good[std::string(key)] = v;
+	return v;
+}
+
+// Gain of the roll-off at a squared radius, Q10: the row the radius falls
+// in, its gain and its slope over the rest of the way.
+double roll_off_gain(const vfe_roll_off_t &t, size_t c, double r2)
+{
+	size_t row = 0;
+	while (row + 1 < ROLL_OFF_ROWS && t.r2[row + 1] > t.r2[row] && r2 >= t.r2[row + 1])
+		++row;
+	double over = std::max(0.0, r2 - t.r2[row]);
+	return t.gain[row][c] + t.slope[row][c] * over / double(1u << 30);
+}
+
+// Colour conversion, Q8: luma from the three weights, each chroma from its
+// own colour difference plus a share of the other one; _m for a negative
+// difference, _p for a positive.
+void convert(const vfe_colour_t &c, double r, double g, double b, double *y, double *cb, double *cr)
+{
+	const auto &k = c.conv;
+	double db = b - g, dr = r - g;
+	auto pick = [](double d, int32_t m, int32_t p) { return (d < 0 ? m : p) / 256.0; };
+	*y = (k[10] * r + k[11] * g + k[12] * b) / 256.0 + k[13];
+	*cb = pick(db, k[0], k[1]) * (db + pick(dr, k[2], k[3]) * dr) + k[8];
+	*cr = pick(dr, k[4], k[5]) * (dr + pick(db, k[6], k[7]) * db) + k[9];
 }
 
 }  // namespace
@@ -41,36 +104,113 @@ double positive(std::string_view key, double fallback)
 bayer_scene_t bayer_board_scene(uint32_t regions)
 {
 	bayer_scene_t s;
-	s.light = positive("camera.scene_light", 0.1);
-	s.illum_rg = positive("camera.illuminant_rg", 0.60);
-	s.illum_bg = positive("camera.illuminant_bg", 0.75);
+	s.light = board_number("camera.scene_light", 0.1, 1e-6, 1e4);
+	s.illum_rg = board_number("camera.illuminant_rg", 0.60, 0.05, 20);
+	s.illum_bg = board_number("camera.illuminant_bg", 0.75, 0.05, 20);
+	s.focus_peak = static_cast<int>(board_number("camera.focus_peak", 20, 0, 1023));
+	s.focus_width = board_number("camera.focus_width", 6, 0.1, 1023);
 	s.pix_per_region = regions ? BAYER_PREVIEW_W * BAYER_PREVIEW_H / regions : 0;
 	return s;
 }
 
-void bayer_take_wb_record(bayer_path_t &path, std::span<const uint8_t> record)
+int bayer_lens_far_end() { return static_cast<int>(board_number("camera.lens_far_end", 40, 1, 1023)); }
+
+bool bayer_take_record(bayer_path_t &p, uint16_t queue, uint32_t number, std::span<const uint8_t> r)
 {
-	if (record.size() < 8)
-		return;
-	uint32_t w = 0;
-	std::memcpy(&w, record.data() + 4, sizeof w);
-	path.wb_q7 = {(w >> 18) & 0x1FF, w & 0x1FF, (w >> 9) & 0x1FF};
+	if (queue == cam::VFE_QUEUE_CMD) {
+		switch (number) {
+		case cam::VFE_CMD_START: vfe_decode_start(p.enables, r); return true;
+		case cam::VFE_CMD_OUTPUT_CLAMP_CFG: vfe_decode_clamp(p.clamp, r); return true;
+		case cam::VFE_CMD_BLACK_LEVEL_CFG: vfe_decode_black_level(p.black, r); return true;
+		case cam::VFE_CMD_WHITE_BALANCE_CFG: vfe_decode_white_balance(p.wb_q7, r); return true;
+		case cam::VFE_CMD_COLOR_PROCESSING_CFG: vfe_decode_colour(p.colour, r); return true;
+		default: return false;
+		}
+	}
+	if (queue == cam::VFE_QUEUE_TABLE && number == cam::VFE_CMD_RGB_GAMMA_CFG) {
+		vfe_decode_gamma(p.rgb_gamma, r);
+		return true;
+	}
+	if (queue == cam::VFE_QUEUE_TABLE && number == cam::VFE_CMD_ROLL_OFF_CFG) {
+		vfe_decode_roll_off(p.roll_off, r);
+		return true;
+	}
+	return false;
+}
+
+void bayer_lens_default(bayer_path_t &p) { p.lens = bayer_lens_far_end(); }
+
+void bayer_lens_move(bayer_path_t &p, int32_t direction, int32_t steps)
+{
+	long to = long{p.lens} + (direction == 1 ? 1L : -1L) * std::clamp<long>(steps, 0, 1 << 16);
+	p.lens = static_cast<int>(std::clamp<long>(to, 0, bayer_lens_far_end()));
+}
+
+void bayer_process(const bayer_path_t &p, std::array<double, 3> c, uint32_t x, uint32_t y, uint32_t w, uint32_t h,
+		   uint8_t *luma, uint8_t *cb, uint8_t *cr)
+{
+	if (p.enables.black_level) {
+		double black[3] = {double(p.black[0]), (p.black[0] + p.black[1]) / 2.0, double(p.black[1])};
+		for (size_t i = 0; i < 3; ++i)
+			c[i] = std::max(0.0, c[i] - black[i]);
+	}
+	// A table whose radii never grow was not loaded: the stage passes.
+	if (p.enables.roll_off && p.roll_off.r2[1] > p.roll_off.r2[0] && w && h) {
+		double dx = double(x) * BAYER_FULL_W / w - p.roll_off.cx, dy = double(y) * BAYER_FULL_H / h - p.roll_off.cy;
+		for (size_t i = 0; i < 3; ++i)
+			c[i] = std::min(1023.0, c[i] * std::max(0.0, roll_off_gain(p.roll_off, i, dx * dx + dy * dy)) / 1024);
+	}
+	if (p.enables.white_balance)
+		for (size_t i = 0; i < 3; ++i)
+			c[i] = std::min(1023.0, c[i] * p.wb_q7[i] / 128.0);
+	const vfe_colour_t &k = p.colour;
+	double unit = double(1u << (7 + k.q)), m[3];
+	for (size_t i = 0; i < 3; ++i)
+		m[i] = std::clamp((k.ccm[3 * i] * c[0] + k.ccm[3 * i + 1] * c[1] + k.ccm[3 * i + 2] * c[2]) / unit + k.bias[i],
+				  0.0, 1023.0);
+	for (double &v : m)
+		v = p.enables.rgb_gamma ? p.rgb_gamma[static_cast<size_t>(v)] : v / 4;
+	double yy, u, v;
+	convert(k, m[0], m[1], m[2], &yy, &u, &v);
+	*luma = clamp8(yy, p.clamp.min[0], p.clamp.max[0]);
+	*cb = clamp8(u, p.clamp.min[1], p.clamp.max[1]);
+	*cr = clamp8(v, p.clamp.min[2], p.clamp.max[2]);
 }
 
 void bayer_pixel(const bayer_scene_t &s, const bayer_path_t &p, uint32_t x, uint32_t y, uint32_t w, uint32_t h,
 		 uint8_t *luma, uint8_t *cb, uint8_t *cr)
 {
 	rgb f = reflectance(x, y, w, h);
+	// Sensor: four 10-bit levels to the statistics' one, on its pedestal.
+	double exposure = 4 * s.light * (p.gain_q8 / 256.0) * p.lines;
+	auto sense = [&](double v) { return std::min(1023.0, v * exposure + BAYER_PEDESTAL); };
+	bayer_process(p, {sense(f.r * s.illum_rg), sense(f.g), sense(f.b * s.illum_bg)}, x, y, w, h, luma, cb, cr);
+}
+
+void bayer_log_frame(const bayer_scene_t &s, const bayer_path_t &p, uint64_t frame)
+{
+	Board &board = Board::get();
+	if (board.num("camera.frame_log", 0) != 1)
+		return;
+	// The mid-grey patch: its raw green, and its colour through the stages.
 	double exposure = s.light * (p.gain_q8 / 256.0) * p.lines;
-	// The sensor clips, then the white balance gains, then the VFE's clamp.
-	double r = std::min(255.0, f.r * s.illum_rg * exposure) * p.wb_q7[0] / 128.0;
-	double g = std::min(255.0, f.g * exposure) * p.wb_q7[1] / 128.0;
-	double b = std::min(255.0, f.b * s.illum_bg * exposure) * p.wb_q7[2] / 128.0;
-	r = std::min(255.0, r), g = std::min(255.0, g), b = std::min(255.0, b);
-	double yy = 0.299 * r + 0.587 * g + 0.114 * b;
-	*luma = clamp8(yy);
-	*cb = clamp8(128 + 0.564 * (b - yy));
-	*cr = clamp8(128 + 0.713 * (r - yy));
+	auto raw10 = [&](double v) { return std::min(1023.0, 4 * v * exposure + BAYER_PEDESTAL); };
+	uint8_t y = 0, cb = 0, cr = 0;
+	bayer_process(p, {raw10(s.illum_rg), raw10(1), raw10(s.illum_bg)}, 1, 1, 2, 2, &y, &cb, &cr);
+	char line[256];
+	int n = std::snprintf(line, sizeof line, "%llu,%g,%g,%g,%u,%u,%d,%.0f,%.3f,%u,%u,%u,%u,%u,%u\n",
+			      static_cast<unsigned long long>(frame), s.light, s.illum_rg, s.illum_bg, p.gain_q8, p.lines,
+			      p.lens, bayer_focus_value(s, p.lens), std::min(255.0, exposure), p.wb_q7[0], p.wb_q7[1],
+			      p.wb_q7[2], y, cb, cr);
+	::mkdir((board.root() + "/var").c_str(), 0755);
+	std::string path = board.root() + "/var/" + BAYER_FRAME_LOG;
+	int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+	if (fd < 0)
+		return;
+	// One write a line, so a reader never sees half of one.
+	ssize_t put = ::write(fd, line, static_cast<size_t>(std::clamp(n, 0, int(sizeof line) - 1)));
+	(void)put;
+	::close(fd);
 }
 
 void bayer_render_ycbcr420(const bayer_scene_t &s, const bayer_path_t &p, uint8_t *y_plane, uint8_t *cbcr, uint32_t w,

@@ -92,9 +92,12 @@ void Board::refresh_locked()
 		return;
 	stamp_ = now;
 	values_.clear();
+	lines_.clear();
 	std::ifstream in(path);
 	std::string line;
+	int number = 0;
 	while (std::getline(in, line)) {
+		++number;
 		size_t hash = line.find('#');
 		if (hash != std::string::npos)
 			line.resize(hash);
@@ -102,9 +105,19 @@ void Board::refresh_locked()
 		if (eq == std::string::npos)
 			continue;
 		std::string key = trim(std::string_view(line).substr(0, eq));
-		if (!key.empty())
+		if (!key.empty()) {
 			values_[key] = trim(std::string_view(line).substr(eq + 1));
+			lines_[key] = number;
+		}
 	}
+}
+
+int Board::line_of(std::string_view key)
+{
+	std::lock_guard lock(mutex_);
+	refresh_locked();
+	auto it = lines_.find(std::string(key));
+	return it == lines_.end() ? 0 : it->second;
 }
 
 std::string Board::text(std::string_view key, std::string_view fallback)

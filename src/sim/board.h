@@ -27,6 +27,8 @@ public:
 	long num(std::string_view key, long fallback);
 	double real(std::string_view key, double fallback);
 	std::string text(std::string_view key, std::string_view fallback);
+	// The board file's line that set the key (the last one counts), 0 if none.
+	int line_of(std::string_view key);
 
 	// Persistent device state under var/: written to a temporary file and
 	// renamed, so a kill in the middle of a write leaves the old contents.
@@ -54,6 +56,7 @@ private:
 	std::string root_;
 	std::mutex mutex_;
 	std::unordered_map<std::string, std::string> values_;
+	std::unordered_map<std::string, int> lines_;
 	struct FileStamp {
 		long long mtime_ns = -1;
 		long long size = -1;

@@ -121,6 +121,8 @@ private:
 	std::deque<size_t> af_free_;
 	bool stats_on_ = false;
 	bool af_on_ = false;
+	bool af_windows_ = false;  // multi-window: each value carries its window
+	std::array<uint8_t, 16> af_grid_{};
 	bool stats_256_ = false;  // 16 x 16 regions, else 8 x 8
 	uint32_t stats_frame_ = 0;
 	bool picture_ready_ = false;
@@ -144,6 +146,7 @@ private:
 	int opens_ = 0;
 	std::array<uint32_t, 64> ctrl_counts_{};
 	bool probed_ = false;  // the session's first sensor probe is done
+	uint64_t bayer_frames_ = 0;  // statistics frames of the Bayer path, for its log
 	bayer_path_t bayer_path_;  // what the Bayer sensor and its VFE were last told
 };
 

@@ -150,13 +150,18 @@ int Kernel::vfe_command(unsigned long request, const vfe_cfg_cmd_t *cfg)
 			stats_on_ = cfg->cmd_type == 14 && (b[4] & 1);
 			stats_256_ = (b[4] & 0x80) != 0;
 		}
-		if (cfg->cmd_type == 15 && number == 16 && b.size() > 4)
-			af_on_ = (b[4] & 1) != 0;  // af_enable
+		if (cfg->cmd_type == 15 && number == 16 && b.size() > 11) {
+			af_on_ = (b[4] & 1) != 0;        // af_enable
+			af_windows_ = (b[11] & 0x80) != 0;  // af_winmode
+			if (b.size() >= 32)
+				std::copy(b.begin() + 16, b.begin() + 32, af_grid_.begin());  // the windows it reads
+		}
 		if (number == 0)
 			stats_on_ = af_on_ = false;  // a reset clears the statistics set-up
-		if (number == VFE_CMD_WHITE_BALANCE_CFG)
-			bayer_take_wb_record(bayer_path_, b);
+		bayer_take_record(bayer_path_, command->queue, number, b);
 		dsp_answer(command->queue, number, b);
+	} else {
+		bayer_take_record(bayer_path_, command->queue, number, log_.back().bytes);
 	}
 	return 0;
 }
@@ -237,6 +242,10 @@ int Kernel::ioctl(unsigned long request, uintptr_t arg)
 			bayer_path_.gain_q8 = r.queue;
 			bayer_path_.lines = r.number;
 		}
+		if (cfg->cfgtype == CFG_SET_DEFAULT_FOCUS && !failing(operation))
+			bayer_lens_default(bayer_path_);
+		if (cfg->cfgtype == CFG_MOVE_FOCUS && !failing(operation))
+			bayer_lens_move(bayer_path_, cfg->mode, cfg->value);
 		break;
 	}
 	case MSM_CAM_IOCTL_FLASH_LED_CFG:

@@ -170,8 +170,9 @@ bool Kernel::bayer_statistics(Buffer &b, uint32_t side)
 		return false;
 	uint32_t regions = side * side;
 	std::vector<uint32_t> out(1 + size_t{regions} * 8, 0);
-	bayer_fill_aec_awb(bayer_board_scene(regions), bayer_path_.gain_q8, bayer_path_.lines, led_state_ != 0,
-			   static_cast<int>(regions), out);
+	bayer_scene_t scene = bayer_board_scene(regions);
+	bayer_fill_aec_awb(scene, bayer_path_.gain_q8, bayer_path_.lines, led_state_ != 0, static_cast<int>(regions), out);
+	bayer_log_frame(scene, bayer_path_, ++bayer_frames_);
 	std::memcpy(b.vaddr, out.data(), out.size() * 4);
 	return true;
 }
@@ -193,7 +194,14 @@ void Kernel::focus_statistics()
 	af_free_.pop_front();
 	std::array<uint32_t, 17> out{};
 	out[0] = ++stats_frame_;
-	for (uint32_t win = 0; win < 16; ++win) {
+	if (bayer_sensor()) {
+		// The lens's focus value in each window; with several windows, each
+		// value tagged with the window of the grid it came from.
+		auto fv = static_cast<uint32_t>(std::clamp(bayer_focus_value(bayer_board_scene(0), bayer_path_.lens), 1.0, 65535.0));
+		for (uint32_t k = 0; k < 16; ++k)
+			out[1 + k] = (af_windows_ ? uint32_t{af_grid_[k]} << 24 : 0) | fv;
+	}
+	for (uint32_t win = 0; win < 16 && !bayer_sensor(); ++win) {
 		uint32_t x0 = w / 4 + (win % 4) * (w / 8), y0 = h / 4 + (win / 4) * (h / 8);
 		uint64_t sharp = 0;
 		for (uint32_t y = y0; y < y0 + h / 8; y += 4)

@@ -64,7 +64,10 @@ grey grey_patch(const std::string &answer, int w, int h)
 }
 
 // Within this many levels of 128, Cb and Cr of the grey patch are neutral.
-constexpr double NEUTRAL_LEVELS = 5;
+// The capture takes the picture once the preview stops moving, before the
+// white balance is all the way home, and the colour correction (about 1.6
+// on chroma) shows what is left.
+constexpr double NEUTRAL_LEVELS = 8;
 
 TEST(BayerCapture, ExposureAndGreyFollowTheSceneBetweenCaptures)
 {

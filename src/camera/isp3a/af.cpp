@@ -24,6 +24,8 @@ constexpr std::array<uint8_t, 16> af_center_weighted_windows = {55, 56, 85, 90, 
 // Focus values a frame carries when one window is read.
 constexpr uint32_t AF_SINGLE_WINDOW_VALUES = 16;
 
+bool (*vfe_start)(uint32_t mode) = nullptr;
+
 const sensor_tuning_t *tuning() { return afp && afp->sensor ? afp->sensor->tuning : nullptr; }
 
 void af_start_stats(isp3a_ctrl_t *isp3a)
@@ -37,7 +39,10 @@ void af_start_stats(isp3a_ctrl_t *isp3a)
 	// The front end's AF window: the values it sums per frame.
 	if (isp3a->vfeStatStruct)
 		isp3a->vfeStatStruct->NFocus = AF_SINGLE_WINDOW_VALUES;
-	std::fprintf(stderr, "AF STATS: VFE_AFStatsStart\n");
+	if (vfe_start)
+		vfe_start(1);
+	else
+		std::fprintf(stderr, "AF STATS: VFE_AFStatsStart\n");
 }
 
 int32_t af_algo_init(isp3a_ctx_t *ctx)
@@ -236,6 +241,8 @@ int32_t af_move_lens_to(int32_t target)
 	af.state = AF_INACTIVE;
 	return 1;
 }
+
+void af_set_vfe_start(bool (*start)(uint32_t mode)) { vfe_start = start; }
 
 void af_do_move_lens(int32_t direction, int32_t steps)
 {

@@ -76,6 +76,9 @@ bool af_is_active();
 int32_t af_algo_config(isp3a_ctx_t *ctx, int32_t type);
 int32_t af_process_start_focus(sensor_ctrl_t *sensor, isp3a_ctrl_t *isp3a, int32_t kind, int32_t metering);
 void af_check_aec_settled_cnt(isp3a_ctrl_t *isp3a, const aec_state_t *aec_output);
+// The front end's part of a search's start: its AF statistics turned on
+// (mode 1, one window). The camera's control sets it; unset, nothing is sent.
+void af_set_vfe_start(bool (*start)(uint32_t mode));
 void af_stop_focus();
 void af_done(int32_t result);
 int32_t af_move_lens_to(int32_t target);

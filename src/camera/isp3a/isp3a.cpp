@@ -214,6 +214,9 @@ bool isp3a_init_ctrl(config_ctrl_t *ctrl)
 	// the VFE's records first.
 	vfe_util_copy_aec_awb_config(ctrl);
 	vfe_util_copy_af_config(ctrl);
+	static config_ctrl_t *af_front_end;
+	af_front_end = ctrl;
+	af_set_vfe_start([](uint32_t mode) { return vfe_util_af_start(af_front_end, mode); });
 	isp3a_start(&ctrl->sensorCtrl, &c, vfe_util_get_input_numReg(ctrl) ? 256 : 64);
 	std::fprintf(stderr, "allocate PMEM buffer for AEC/AWB  stats\n");
 	for (auto &b : c.AecAwbBuf) {
@@ -257,6 +260,7 @@ void isp3a_free_ctrl(config_ctrl_t *ctrl)
 {
 	isp3a_ctrl_t &c = ctrl->isp3aCtrl;
 	isp3a_stop(&c);
+	af_set_vfe_start(nullptr);
 	std::fprintf(stderr, "deallocate PMEM buffer for AEC/AWB stats\n");
 	for (auto &b : c.AecAwbBuf)
 		if (b.addr) {
