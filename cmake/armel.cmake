@@ -8,8 +8,12 @@ set(CMAKE_C_COMPILER arm-linux-gnueabi-gcc)
 set(CMAKE_CXX_COMPILER arm-linux-gnueabi-g++)
 set(CMAKE_STRIP arm-linux-gnueabi-strip CACHE FILEPATH "")
 
-set(CMAKE_C_FLAGS_INIT "-march=armv6 -mfloat-abi=soft")
-set(CMAKE_CXX_FLAGS_INIT "-march=armv6 -mfloat-abi=soft")
+# 64-bit file offsets and inode numbers: the 32-bit readdir and stat fail
+# with EOVERFLOW on any entry whose directory offset or inode does not fit in
+# 32 bits, as on ext4 (hashed offsets) under a 64-bit kernel, which is what
+# qemu-arm runs on; a directory then reads as empty.
+set(CMAKE_C_FLAGS_INIT "-march=armv6 -mfloat-abi=soft -D_FILE_OFFSET_BITS=64")
+set(CMAKE_CXX_FLAGS_INIT "-march=armv6 -mfloat-abi=soft -D_FILE_OFFSET_BITS=64")
 set(CMAKE_EXE_LINKER_FLAGS_INIT "-static")
 # ARMv6 has no 64-bit atomic instructions: libatomic provides them.
 set(CMAKE_C_STANDARD_LIBRARIES "-latomic")

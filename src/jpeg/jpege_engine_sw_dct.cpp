@@ -62,14 +62,13 @@ static inline void fdct_8(const In &x, int32_t *out, ptrdiff_t step)
 void jpege_engine_sw_fdct_block(const uint8_t *p, ptrdiff_t stride, int32_t out[64])
 {
 	// Rows work on the raw unsigned samples: the level shift comes later.
+	alignas(32) int32_t ws[64];
 	for (int r = 0; r < 8; r++) {
 		const uint8_t *row = p + r * stride;
-		fdct_8<true>([row](int i) { return int32_t(row[i]); }, out + r * 8, 1);
+		fdct_8<true>([row](int i) { return int32_t(row[i]); }, ws + r * 8, 1);
 	}
 	// Columns side by side: sample i of every column is row i of the
 	// workspace, so the loop over columns runs in vector lanes.
-	alignas(32) int32_t ws[64];
-	std::copy_n(out, 64, ws);
 	for (int c = 0; c < 8; c++)
 		fdct_8<false>([&ws, c](int i) { return ws[i * 8 + c]; }, out + c, 8);
 }
@@ -88,18 +87,27 @@ uint64_t jpege_engine_sw_quant_zigzag(const int32_t dct[64], int16_t out[64], co
 	// order with the sign as a mask (signs of coefficients do not predict),
 	// so that the loop runs in vector lanes; then reordered.
 	alignas(32) int16_t natural[64];
+	// Unrolled: a loop this short costs as much again in branches on the
+	// phone's ARM11, which has no vector lanes to spread it over.
+#pragma GCC unroll 64
 	for (int k = 0; k < 64; k++) {
 		int32_t c = dct[k];
 		int32_t s = c >> 31;
 		int32_t u = ((c * quant[k]) ^ s) - s + 0x20000;
 		natural[k] = int16_t(((u >> 18) ^ s) - s);
 	}
-	uint64_t nonzero = 0;
-	for (int i = 0; i < 64; i++) {
-		out[i] = natural[zigzag[i]];
-		nonzero |= uint64_t(out[i] != 0) << i;
+	// The mask in two 32-bit halves: a 64-bit shift by a variable count is
+	// a branchy sequence on a 32-bit processor, a 32-bit one an operand.
+	uint32_t half[2] = {0, 0};
+	for (int h = 0; h < 2; h++) {
+#pragma GCC unroll 32
+		for (int i = 0; i < 32; i++) {
+			int16_t v = natural[zigzag[h * 32 + i]];
+			out[h * 32 + i] = v;
+			half[h] |= uint32_t(v != 0) << i;
+		}
 	}
-	return nonzero;
+	return uint64_t(half[1]) << 32 | half[0];
 }
 
 }  // namespace jpeg

@@ -104,6 +104,7 @@ void jpege_engine_sw_fetch_chroma(jpege_engine_sw_t *e, uint32_t x, uint32_t y)
 		point o = block_origin(e->rotation, x, y, w, h);
 		const uint8_t *p = plane + o.y * stride + size_t(o.x) * 2;
 		for (int i = 0; i < 8; i++, p += stride) {
+#pragma GCC unroll 8
 			for (int j = 0; j < 8; j++) {
 				cb[i * 8 + j] = p[2 * j + cb_at];
 				cr[i * 8 + j] = p[2 * j + cr_at];

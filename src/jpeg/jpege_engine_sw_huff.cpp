@@ -99,15 +99,21 @@ void jpege_engine_sw_huff_encode(jpege_engine_sw_t *e, const int16_t block[64], 
 		jpege_engine_sw_pack_bs(e, extra, int32_t(cat));
 	}
 
-	// Walk the non-zero coefficients only; the gaps are the zero runs.
+	// Walk the non-zero coefficients only; the gaps are the zero runs. The
+	// mask goes in 32-bit halves: a 32-bit processor has no 64-bit count of
+	// trailing zeros (a library call), and ARMv6 none at all, but a count
+	// of leading zeros of the lowest bit.
 	int last = 0;
-	for (uint64_t m = nonzero & ~uint64_t(1); m; m &= m - 1) {
-		int k = std::countr_zero(m);
-		uint32_t run = uint32_t(k - last - 1);
-		for (; run > 15; run -= 16)
-			pack_code(e, ac[0xF0]);
-		jpege_engine_sw_runlength(e, ac, run, block[k]);
-		last = k;
+	const uint32_t halves[2] = {uint32_t(nonzero) & ~1u, uint32_t(nonzero >> 32)};
+	for (int h = 0; h < 2; h++) {
+		for (uint32_t m = halves[h]; m; m &= m - 1) {
+			int k = h * 32 + 31 - std::countl_zero(m & (0u - m));
+			uint32_t run = uint32_t(k - last - 1);
+			for (; run > 15; run -= 16)
+				pack_code(e, ac[0xF0]);
+			jpege_engine_sw_runlength(e, ac, run, block[k]);
+			last = k;
+		}
 	}
 	if (last != 63)
 		pack_code(e, ac[0x00]);  // end of block
