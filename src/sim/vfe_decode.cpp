@@ -80,12 +80,11 @@ void vfe_decode_roll_off(vfe_roll_off_t &out, std::span<const uint8_t> rec)
 		size_t at = 8 + row * 16;
 		out.r2[row] = field(rec, at, 0, 32);
 		for (size_t c = 0; c < 3; ++c) {
-			// Gain in bits 3 to 15; the slope's low 3 bits below it, its
-			// high 16 in the upper half.
+			// A word per channel: the 19-bit slope from bit 0, the 13-bit
+			// gain in bits 3 to 15 of the upper half.
 			size_t w = at + 4 + 4 * c;
-			out.gain[row][c] = field(rec, w, 3, 13);
-			uint32_t slope = field(rec, w + 2, 0, 16) << 3 | field(rec, w, 0, 3);
-			out.slope[row][c] = static_cast<int32_t>(slope << 13) >> 13;
+			out.gain[row][c] = field(rec, w + 2, 3, 13);
+			out.slope[row][c] = signed_field(rec, w, 0, 19);
 		}
 	}
 }

@@ -79,9 +79,10 @@ TEST(BayerDspRecords, RollOffRowsSplitGainAndSlope)
 {
 	vfe_rec<520> r = cam::VFE_DefaultRollOffCfgCmd;
 	r.set(8 + 16 * 3, 0, 32, 123456);
-	// Row 3, blue: gain 0x1ABC in bits 3 to 15, slope -5 (19 bits) around it.
+	// Row 3, blue: slope -5 in the low 19 bits, gain 0x1ABC above it (bits 3
+	// to 15 of the upper half).
 	uint32_t slope = static_cast<uint32_t>(-5) & 0x7FFFF;
-	r.set(8 + 16 * 3 + 12, 0, 32, (slope >> 3) << 16 | 0x1ABCu << 3 | (slope & 7));
+	r.set(8 + 16 * 3 + 12, 0, 32, 0x1ABCu << 19 | slope);
 	vfe_roll_off_t t;
 	vfe_decode_roll_off(t, bytes(r));
 	EXPECT_EQ(t.r2[3], 123456u);
