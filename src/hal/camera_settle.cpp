@@ -4,6 +4,7 @@
 // SETTLE_SPAN frames before it rather than with its neighbour.
 #include "hal/camera_settle.h"
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <condition_variable>
@@ -19,7 +20,8 @@ constexpr int SETTLE_SPAN = 10;        // frames between the two compared
 constexpr int SETTLE_LUMA_STEP = 8;    // quarter levels of mean luma still taken as the same
 constexpr int SETTLE_CHROMA_STEP = 1;  // quarter levels of mean Cb, Cr
 constexpr int SETTLE_MAX_FRAMES = 150;
-constexpr int SETTLE_LIMIT_MS = 8000;  // a preview that sends no frames at all
+constexpr int SETTLE_GAP_MS = 8000;     // a preview that stops sending frames
+constexpr int SETTLE_TOTAL_MS = 30000;  // a preview whose frames trickle in
 constexpr int SAMPLE_STEP = 8;         // every 8th pixel of every 8th line
 
 // Means of one frame in quarter levels.
@@ -60,12 +62,16 @@ void settle_note_frame(const cam::msm_frame &f, int width, int height)
 
 settle_result wait_for_3a_settle()
 {
+	using clock = std::chrono::steady_clock;
 	std::unique_lock lock(preview.mutex);
-	auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(SETTLE_LIMIT_MS);
+	auto last_call = clock::now() + std::chrono::milliseconds(SETTLE_TOTAL_MS);
 	uint64_t first = preview.count, seen = first;
 	std::array<means, SETTLE_SPAN> ring{};
 	means now;
 	for (;;) {
+		// The settle counts frames, not time: a slow preview is waited for
+		// as long as its frames keep coming, within the overall bound.
+		auto deadline = std::min(last_call, clock::now() + std::chrono::milliseconds(SETTLE_GAP_MS));
 		if (!preview.frame.wait_until(lock, deadline, [&] { return preview.count != seen; }))
 			return {static_cast<int>(seen - first), now.y / 4, false};
 		seen = preview.count;

@@ -8,9 +8,9 @@ namespace {
 using clienttest::camera_setup;
 using testing_support::SimPhone;
 
-// A Bayer capture lets 3A settle on up to 150 preview frames (8 s at most)
-// before its snapshot; under the sanitizers on a busy machine the whole
-// capture may pass 10 s, so the station waits longer here.
+// A Bayer capture lets 3A settle on up to 150 preview frames (30 s at
+// most) before its snapshot; under the sanitizers on a busy machine the
+// whole capture may pass 10 s, so the station waits longer here.
 constexpr int CAPTURE_MS = 60000;
 
 // Preview frames every 5 ms, so 3A has statistics to work on.
