@@ -119,8 +119,10 @@ void jpege_engine_dsp_event_handler(void *user, uint16_t id, const uint32_t *dat
 	}
 	case JPEG_DSP_EVT_REFUSED: {
 		std::lock_guard lock(e->mutex);
-		if (e->state == JPEGE_DSP_CONFIGURED)
+		if (e->state == JPEGE_DSP_CONFIGURED) {
 			e->state = JPEGE_DSP_IDLE;
+			e->start_refused = true;
+		}
 		e->cond.notify_all();
 		break;
 	}
@@ -317,6 +319,7 @@ int jpege_engine_dsp_start(jpege_engine_obj_t *engine, const jpege_img_cfg_t *cf
 	if (int rc = jpeg_dsp_helper_send_cfg_command(&e->helper, m.data(), m.size()))
 		return rc;
 	e->state = JPEGE_DSP_CONFIGURED;
+	e->start_refused = false;
 	lock.unlock();
 	if (int rc = send_action(e, JPEG_DSP_ACT_START)) {
 		set_state(e, JPEGE_DSP_IDLE);
@@ -326,7 +329,7 @@ int jpege_engine_dsp_start(jpege_engine_obj_t *engine, const jpege_img_cfg_t *cf
 	while (e->state == JPEGE_DSP_CONFIGURED)
 		if (e->cond.wait_for(lock, std::chrono::seconds(2)) == std::cv_status::timeout)
 			break;
-	if (e->state == JPEGE_DSP_CONFIGURED || e->state == JPEGE_DSP_IDLE) {
+	if (e->state == JPEGE_DSP_CONFIGURED || e->start_refused) {
 		e->state = JPEGE_DSP_IDLE;  // no acknowledgement, or refused
 		return JPEGERR_EFAILED;
 	}

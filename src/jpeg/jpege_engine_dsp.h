@@ -37,6 +37,9 @@ struct jpege_engine_dsp_t {
 	jpege_engine_dst_t dest{};
 	jpege_engine_event_handler_t p_handler = nullptr;
 	uint32_t state = JPEGE_DSP_IDLE;
+	// The DSP refused the last start. Kept apart from the state: a small
+	// picture may be encoded and idle before the start looks again.
+	bool start_refused = false;
 	jpeg_dsp_helper_t helper;
 	std::array<jpeg_buffer_t, 2> internal_buf{};
 };
