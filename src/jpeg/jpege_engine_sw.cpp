@@ -168,6 +168,21 @@ static void jpege_engine_sw_encode(jpege_engine_sw_t *e)
 	jpege_engine_sw_finish(e, false, false);
 }
 
+// Waits for each picture that start configures; leaves at destroy.
+static void jpege_engine_sw_encode_thread(jpege_engine_sw_t *e)
+{
+	for (;;) {
+		{
+			std::unique_lock lock(e->mutex);
+			e->encode_cond.wait(lock, [e] { return e->encode_pending || e->exit_encode; });
+			if (e->exit_encode)
+				return;
+			e->encode_pending = 0;
+		}
+		jpege_engine_sw_encode(e);
+	}
+}
+
 // ---- Configuration ----
 
 static void jpege_engine_sw_set_quant(std::array<int16_t, 64> &out, const uint16_t *table, uint32_t rotation)
@@ -320,14 +335,18 @@ static int jpege_engine_sw_start(jpege_engine_obj_t *engine, const jpege_img_cfg
 	if (rc)
 		return rc;
 	e->abort_flag = e->error_flag = 0;
-	try {
-		std::thread(jpege_engine_sw_encode, e).detach();
-	} catch (const std::system_error &err) {
-		fprintf(stderr, "jpege_engine_sw_start: pthread_create() failed: %d\n", err.code().value());
-		return JPEGERR_EFAILED;
+	if (!e->encode_thread.joinable()) {
+		try {
+			e->encode_thread = std::thread(jpege_engine_sw_encode_thread, e);
+		} catch (const std::system_error &err) {
+			fprintf(stderr, "jpege_engine_sw_start: pthread_create() failed: %d\n", err.code().value());
+			return JPEGERR_EFAILED;
+		}
 	}
 	e->encode_threads++;
 	e->active = 1;
+	e->encode_pending = 1;
+	e->encode_cond.notify_all();
 	return JPEGERR_SUCCESS;
 }
 
@@ -354,7 +373,11 @@ static void jpege_engine_sw_destroy(jpege_engine_obj_t *engine)
 			e->abort_cond.wait(lock, [e] { return e->encode_threads == 0; });
 			e->exit_output = 1;
 			e->output_cond.notify_all();
+			e->exit_encode = 1;
+			e->encode_cond.notify_all();
 		}
+		if (e->encode_thread.joinable())
+			e->encode_thread.join();
 		e->output_thread.join();
 		jpeg_buffer_destroy(&e->internal_buf);
 		std::unique_ptr<jpege_engine_sw_t>(e).reset();

@@ -1,6 +1,7 @@
 // The software engine: a baseline sequential encoder in integer arithmetic.
-// One encode thread per picture fills the destination buffers; the output
-// thread hands them on through a two-place queue. Rotation happens in the
+// An encode thread, started with the first picture and kept for the next,
+// fills the destination buffers; the output thread hands them on through a
+// two-place queue. Rotation happens in the
 // frequency domain: blocks are read whole in rotated order and their
 // coefficients transposed and sign-flipped on the way to the entropy coder.
 #pragma once
@@ -26,7 +27,13 @@ struct jpege_engine_sw_t {
 	std::condition_variable abort_cond;
 	std::condition_variable output_cond;
 	std::thread output_thread;
-	uint32_t encode_threads;  // running encode threads, for destroy to wait on
+	// One encode thread serves every picture: a thread created per picture
+	// was a fixed cost that showed at small pictures.
+	std::thread encode_thread;
+	std::condition_variable encode_cond;
+	uint32_t encode_threads;  // running encodings, for destroy to wait on
+	uint8_t encode_pending;   // a picture is configured for the encode thread
+	uint8_t exit_encode;
 	jpege_engine_obj_t *p_wrapper;
 	jpege_engine_dst_t dest;
 	jpege_engine_event_handler_t p_handler;
