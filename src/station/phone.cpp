@@ -142,7 +142,8 @@ bool Phone::start(const Options &options, std::string *error)
 		} else {
 			char *with_emulator[] = {const_cast<char *>(options_.emulator.c_str()),
 			                        const_cast<char *>(options_.ftmd_path.c_str()), nullptr};
-			::execve(options_.emulator.c_str(), with_emulator, env.data());
+			// A bare name ("qemu-arm") is looked up on the station's PATH.
+			::execvpe(options_.emulator.c_str(), with_emulator, env.data());
 		}
 		::_exit(127);
 	}

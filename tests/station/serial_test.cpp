@@ -5,6 +5,7 @@
 
 #include "station/link.h"
 #include "station/serial.h"
+#include "support/sim_phone.h"
 
 namespace {
 
@@ -48,6 +49,17 @@ TEST(StationSerial, RefusesWhatItCannotOpen)
 	EXPECT_EQ(error.rfind("tcgetattr /dev/null", 0), 0u) << error;
 	EXPECT_EQ(station::serial_speed(115200), static_cast<unsigned>(B115200));
 	EXPECT_EQ(station::serial_speed(0), 0u);
+}
+
+// The README's way to drive the phone's ARM daemon from a host station:
+// FTM_SIM_EMULATOR=qemu-arm, a bare name. `env` stands in for the emulator
+// here: it too runs the program named after it.
+TEST(StationPhone, AnEmulatorGivenByNameIsFoundOnThePath)
+{
+	::setenv("FTM_SIM_EMULATOR", "env", 1);
+	testing_support::SimPhone phone;
+	::unsetenv("FTM_SIM_EMULATOR");
+	EXPECT_EQ(phone.ask("AT\n"), "OK\n");
 }
 
 }  // namespace
