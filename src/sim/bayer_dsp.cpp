@@ -86,15 +86,30 @@ double roll_off_gain(const vfe_roll_off_t &t, size_t c, double r2)
 	return t.gain[row][c] + t.slope[row][c] * over / double(1u << 30);
 }
 
+// A 10-bit level through a gamma table to 8 bits; with no table loaded
+// the stage is a straight line.
+double gamma_out(const vfe_gamma_t &g, double v10)
+{
+	v10 = std::clamp(v10, 0.0, 1023.0);
+	return g.table ? g.at[static_cast<size_t>(v10)] : v10 / 4;
+}
+
+// Luma by the conversion's weights, before its offset.
+double luma_of(const vfe_colour_t &c, double r, double g, double b)
+{
+	return (c.conv[10] * r + c.conv[11] * g + c.conv[12] * b) / 256.0;
+}
+
 // Colour conversion, Q8: luma from the three weights, each chroma from its
 // own colour difference plus a share of the other one; _m for a negative
 // difference, _p for a positive.
+
 void convert(const vfe_colour_t &c, double r, double g, double b, double *y, double *cb, double *cr)
 {
 	const auto &k = c.conv;
 	double db = b - g, dr = r - g;
 	auto pick = [](double d, int32_t m, int32_t p) { return (d < 0 ? m : p) / 256.0; };
-	*y = (k[10] * r + k[11] * g + k[12] * b) / 256.0 + k[13];
+	*y = luma_of(c, r, g, b) + k[13];
 	*cb = pick(db, k[0], k[1]) * (db + pick(dr, k[2], k[3]) * dr) + k[8];
 	*cr = pick(dr, k[4], k[5]) * (dr + pick(db, k[6], k[7]) * db) + k[9];
 }
@@ -129,6 +144,10 @@ bool bayer_take_record(bayer_path_t &p, uint16_t queue, uint32_t number, std::sp
 	}
 	if (queue == cam::VFE_QUEUE_TABLE && number == cam::VFE_CMD_RGB_GAMMA_CFG) {
 		vfe_decode_gamma(p.rgb_gamma, r);
+		return true;
+	}
+	if (queue == cam::VFE_QUEUE_TABLE && number == cam::VFE_CMD_Y_GAMMA_CFG) {
+		vfe_decode_gamma(p.y_gamma, r);
 		return true;
 	}
 	if (queue == cam::VFE_QUEUE_TABLE && number == cam::VFE_CMD_ROLL_OFF_CFG) {
@@ -168,10 +187,17 @@ void bayer_process(const bayer_path_t &p, std::array<double, 3> c, uint32_t x, u
 	for (size_t i = 0; i < 3; ++i)
 		m[i] = std::clamp((k.ccm[3 * i] * c[0] + k.ccm[3 * i + 1] * c[1] + k.ccm[3 * i + 2] * c[2]) / unit + k.bias[i],
 				  0.0, 1023.0);
+	// Luma leaves for its own path before the RGB gamma; the start
+	// record's one gamma bit switches both tables.
+	double linear_luma = luma_of(k, m[0], m[1], m[2]);
 	for (double &v : m)
-		v = p.enables.rgb_gamma ? p.rgb_gamma[static_cast<size_t>(v)] : v / 4;
+		v = p.enables.rgb_gamma ? gamma_out(p.rgb_gamma, v) : v / 4;
 	double yy, u, v;
 	convert(k, m[0], m[1], m[2], &yy, &u, &v);
+	// The Y table maps linear 10-bit luma, as the contrast step builds it
+	// from the same curve as the RGB table: it replaces the gamma'd luma.
+	if (p.enables.rgb_gamma && p.y_gamma.table)
+		yy = gamma_out(p.y_gamma, linear_luma) + k.conv[13];
 	*luma = clamp8(yy, p.clamp.min[0], p.clamp.max[0]);
 	*cb = clamp8(u, p.clamp.min[1], p.clamp.max[1]);
 	*cr = clamp8(v, p.clamp.min[2], p.clamp.max[2]);

@@ -22,7 +22,7 @@ struct bayer_path_t {
 	std::array<uint32_t, 2> black{};               // subtracted from R and Gr, Gb and B
 	std::array<uint32_t, 3> wb_q7{128, 128, 128};  // red, green, blue
 	vfe_colour_t colour;
-	vfe_gamma_t rgb_gamma{};
+	vfe_gamma_t rgb_gamma, y_gamma;
 	vfe_roll_off_t roll_off;
 	vfe_clamp_t clamp;
 };
@@ -49,7 +49,8 @@ void bayer_lens_move(bayer_path_t &path, int32_t direction, int32_t steps);
 
 // The VFE's stages on one 10-bit R, G, B pixel at x, y of a w x h picture
 // of the whole array: black level, roll-off, white balance, colour
-// correction, gamma, conversion to YCbCr, clamp.
+// correction, gamma, conversion to YCbCr, clamp. Luma takes its own path
+// from the corrected colour: the conversion's weights, then the Y gamma.
 void bayer_process(const bayer_path_t &p, std::array<double, 3> rgb10, uint32_t x, uint32_t y, uint32_t w, uint32_t h,
 		   uint8_t *luma, uint8_t *cb, uint8_t *cr);
 // One pixel of the picture (x, y of a w x h picture of the whole array):

@@ -64,10 +64,11 @@ void vfe_decode_colour(vfe_colour_t &out, std::span<const uint8_t> rec)
 
 void vfe_decode_gamma(vfe_gamma_t &out, std::span<const uint8_t> rec)
 {
-	if (rec.size() != 8 + out.size())
+	if (rec.size() != 8 + out.at.size())
 		return;
-	for (size_t i = 0; i < out.size(); ++i)
-		out[i] = rec[8 + i];
+	out.table = field(rec, 4, 0, 1);
+	for (size_t i = 0; i < out.at.size(); ++i)
+		out.at[i] = rec[8 + i];
 }
 
 void vfe_decode_roll_off(vfe_roll_off_t &out, std::span<const uint8_t> rec)

@@ -41,7 +41,12 @@ struct vfe_clamp_t {
 	std::array<uint8_t, 3> max{255, 255, 255}, min{0, 0, 0};  // Y, Cb, Cr
 };
 
-using vfe_gamma_t = std::array<uint8_t, 1024>;
+// A gamma record, RGB or Y alike: word 1 bit 0 loads the table (0 leaves
+// the stage a straight line), then one byte a 10-bit input level.
+struct vfe_gamma_t {
+	bool table = false;
+	std::array<uint8_t, 1024> at{};
+};
 
 void vfe_decode_start(vfe_enables_t &out, std::span<const uint8_t> rec);
 void vfe_decode_black_level(std::array<uint32_t, 2> &out, std::span<const uint8_t> rec);

@@ -3,9 +3,11 @@
 // hardware's order.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstring>
 
 #include "camera/vfe/colour_record.h"
+#include "camera/vfe/contrast.h"
 #include "camera/vfe/vfe.h"
 #include "camera/vfe/vfe_cmd.h"
 #include "sim/bayer_dsp.h"
@@ -72,7 +74,7 @@ TEST(BayerDspRecords, WhatTheBuildersWriteIsWhatTheDspReads)
 	EXPECT_EQ(p.colour.conv, (std::array<int32_t, 14>{1, -1, 2, -2, 3, -3, 4, -4, 5, -5, 6, -6, 7, -7}));
 	EXPECT_EQ(p.clamp.max[0], 235);
 	EXPECT_EQ(p.clamp.min[1], 16);
-	EXPECT_EQ(p.rgb_gamma[700], 99);
+	EXPECT_EQ(p.rgb_gamma.at[700], 99);
 }
 
 TEST(BayerDspRecords, RollOffRowsSplitGainAndSlope)
@@ -118,8 +120,9 @@ bayer_path_t neutral()
 {
 	bayer_path_t p;
 	p.enables = {true, true, true, true};
-	for (size_t i = 0; i < p.rgb_gamma.size(); ++i)
-		p.rgb_gamma[i] = static_cast<uint8_t>(i / 4);
+	p.rgb_gamma.table = true;
+	for (size_t i = 0; i < p.rgb_gamma.at.size(); ++i)
+		p.rgb_gamma.at[i] = static_cast<uint8_t>(i / 4);
 	return p;
 }
 
@@ -143,13 +146,13 @@ TEST(BayerDspPipeline, StagesApplyInTheHardwaresOrder)
 	    // R' = 2R - G in Q7, then a falling gamma: correction before gamma.
 	    {"correction, then gamma", [](bayer_path_t &p) {
 		     p.colour.ccm = {256, -128, 0, 0, 128, 0, 0, 0, 128};
-		     for (size_t i = 0; i < p.rgb_gamma.size(); ++i)
-			     p.rgb_gamma[i] = static_cast<uint8_t>(255 - i / 4);
+		     for (size_t i = 0; i < p.rgb_gamma.at.size(); ++i)
+			     p.rgb_gamma.at[i] = static_cast<uint8_t>(255 - i / 4);
 	     }, {600, 400, 400}, {125, 145, 78}},
 	    // Gamma halves, then the conversion's luma offset of 20.
 	    {"gamma, then conversion", [](bayer_path_t &p) {
-		     for (size_t i = 0; i < p.rgb_gamma.size(); ++i)
-			     p.rgb_gamma[i] = static_cast<uint8_t>(i / 8);
+		     for (size_t i = 0; i < p.rgb_gamma.at.size(); ++i)
+			     p.rgb_gamma.at[i] = static_cast<uint8_t>(i / 8);
 		     p.colour.conv[13] = 20;
 	     }, {800, 800, 800}, {120, 128, 128}},
 	    // Negative differences take the _m coefficients: Cb 0.25 x (-100 +
@@ -183,7 +186,11 @@ TEST(BayerDspPipeline, EachWrongRecordChangesThePicture)
 	    {"correction", [](bayer_path_t &p) { p.colour.ccm[0] = 150; }},
 	    {"correction's q", [](bayer_path_t &p) { p.colour.q = 1; }},
 	    {"conversion", [](bayer_path_t &p) { p.colour.conv[11] = 140; }},
-	    {"gamma", [](bayer_path_t &p) { p.rgb_gamma[300] = 200; }},
+	    {"gamma", [](bayer_path_t &p) { p.rgb_gamma.at[300] = 200; }},
+	    {"Y gamma", [](bayer_path_t &p) {
+		     p.y_gamma = p.rgb_gamma;
+		     p.y_gamma.at[300] = 200;
+	     }},
 	    {"clamp", [](bayer_path_t &p) { p.clamp.max[0] = 60; }},
 	    {"roll-off", [](bayer_path_t &p) {
 		     p.roll_off.r2 = {0, 1};
@@ -211,6 +218,169 @@ TEST(BayerDspPipeline, RollOffGainGrowsWithTheRadius)
 	bayer_process(p, {300, 300, 300}, 0, 0, 200, 200, &corner, &cb, &cr);
 	EXPECT_EQ(centre, 75);
 	EXPECT_GT(corner, centre + 30);
+}
+
+// A table whose neighbouring entries all differ, so that an entry read one
+// place off, or a level looked up one place off, shows.
+vfe_gamma_t scrambled()
+{
+	vfe_gamma_t g;
+	g.table = true;
+	for (size_t i = 0; i < g.at.size(); ++i)
+		g.at[i] = static_cast<uint8_t>(i * 37 + 11);
+	return g;
+}
+
+vfe_gamma_t power_curve(double e)
+{
+	vfe_gamma_t g;
+	g.table = true;
+	for (size_t i = 0; i < g.at.size(); ++i)
+		g.at[i] = static_cast<uint8_t>(std::lround(255 * std::pow(i / 1023.0, e)));
+	return g;
+}
+
+TEST(BayerDspRecords, BothGammaRecordsReadEveryEntryInPlace)
+{
+	cam::vfe_cmd_block_t block{};
+	cam::vfe_ctrl_t vfe{};
+	vfe.vcmd = &block;
+	cam::vfe_util_init(&vfe, nullptr);
+	const vfe_gamma_t want = scrambled();
+	cam::vfe_util_updategamma(&vfe, want.at.data());  // into both records
+	struct row {
+		const char *what;
+		uint32_t number;
+		vfe_rec<1032> &rec;
+		vfe_gamma_t bayer_path_t::*table;
+	};
+	for (const row &r : {row{"RGB", cam::VFE_CMD_RGB_GAMMA_CFG, block.VFE_RGB_GammaCfgCmd, &bayer_path_t::rgb_gamma},
+			     row{"Y", cam::VFE_CMD_Y_GAMMA_CFG, block.VFE_Y_GammaCfgCmd, &bayer_path_t::y_gamma}}) {
+		bayer_path_t p;
+		ASSERT_TRUE(bayer_take_record(p, cam::VFE_QUEUE_TABLE, r.number, bytes(r.rec))) << r.what;
+		EXPECT_TRUE((p.*r.table).table) << r.what;
+		EXPECT_EQ((p.*r.table).at, want.at) << r.what;
+		// Word 1 at 0: the stage runs as a straight line.
+		r.rec.set(4, 0, 32, 0);
+		bayer_take_record(p, cam::VFE_QUEUE_TABLE, r.number, bytes(r.rec));
+		EXPECT_FALSE((p.*r.table).table) << r.what;
+	}
+}
+
+// Luma, linear on 10 bits by the weights 77, 150, 29, through the Y table;
+// the levels are worked by hand.
+TEST(BayerDspLuma, TheYTableMapsTheConvertedLumaAndLeavesChroma)
+{
+	struct row {
+		const char *what;
+		std::array<double, 3> raw;
+		size_t luma10;
+		int32_t offset;
+	};
+	const row rows[] = {
+	    {"grey", {300, 300, 300}, 300, 0},
+	    {"black", {0, 0, 0}, 0, 0},
+	    {"white", {1023, 1023, 1023}, 1023, 0},
+	    {"orange", {512, 256, 0}, 304, 0},           // 77 x 2 + 150
+	    {"green", {0, 1000, 0}, 585, 0},             // 150000 / 256
+	    {"blue", {0, 0, 1020}, 115, 0},              // 29580 / 256
+	    {"offset after the table", {300, 300, 300}, 300, 20},
+	};
+	const vfe_gamma_t t = scrambled();
+	for (const row &r : rows) {
+		bayer_path_t off = neutral();
+		off.colour.conv[13] = r.offset;
+		bayer_path_t on = off;
+		on.y_gamma = t;
+		ycc before = process(off, r.raw), after = process(on, r.raw);
+		EXPECT_EQ(after.y, std::min(255, t.at[r.luma10] + r.offset)) << r.what;
+		EXPECT_EQ(after.cb, before.cb) << r.what;
+		EXPECT_EQ(after.cr, before.cr) << r.what;
+	}
+}
+
+// The neutral contrast step sends the RGB table as the Y table: grey, whose
+// luma is its level, comes out as it did through the RGB table alone.
+TEST(BayerDspLuma, AYTableLikeTheRgbOneLeavesGreyAsItWas)
+{
+	struct row {
+		const char *what;
+		vfe_gamma_t table;
+	};
+	vfe_gamma_t straight = neutral().rgb_gamma;
+	for (const row &r : {row{"straight", straight}, row{"power 0.45", power_curve(0.45)}}) {
+		bayer_path_t off = neutral();
+		off.rgb_gamma = r.table;
+		bayer_path_t on = off;
+		on.y_gamma = r.table;
+		for (int level = 0; level < 1024; ++level) {
+			double v = level;
+			ASSERT_EQ(process(on, {v, v, v}), process(off, {v, v, v})) << r.what << " at " << level;
+		}
+	}
+}
+
+// A contrast step as the daemon builds it: the step's curve over the RGB
+// table, into the Y record only.
+TEST(BayerDspLuma, AContrastStepMovesLumaByItsCurveAndNotChroma)
+{
+	cam::vfe_cmd_block_t block{};
+	cam::vfe_ctrl_t vfe{};
+	vfe.vcmd = &block;
+	cam::vfe_util_init(&vfe, nullptr);
+	const vfe_gamma_t source = power_curve(0.45);
+	cam::vfe_util_updategamma(&vfe, source.at.data());
+	bayer_path_t flat = neutral();
+	bayer_take_record(flat, cam::VFE_QUEUE_TABLE, cam::VFE_CMD_RGB_GAMMA_CFG, bytes(block.VFE_RGB_GammaCfgCmd));
+	bayer_take_record(flat, cam::VFE_QUEUE_TABLE, cam::VFE_CMD_Y_GAMMA_CFG, bytes(block.VFE_Y_GammaCfgCmd));
+	struct step {
+		int32_t contrast;
+		int dark_moves;  // sign of the dark grey's change; the bright one goes the other way
+	};
+	for (step s : {step{8, -1}, step{2, 1}}) {
+		auto *y = reinterpret_cast<uint8_t *>(block.VFE_Y_GammaCfgCmd.w.data() + 2);
+		ASSERT_EQ(cam::ipl_set_contrast_Nentries(s.contrast, 10, source.at, std::span<uint8_t>(y, 1024)), 0);
+		bayer_path_t p = flat;
+		bayer_take_record(p, cam::VFE_QUEUE_TABLE, cam::VFE_CMD_Y_GAMMA_CFG, bytes(block.VFE_Y_GammaCfgCmd));
+		const auto &curve = cam::ipl_gamma_sigmoid(s.contrast);
+		for (double level : {60.0, 700.0}) {
+			ycc got = process(p, {level, level, level}), was = process(flat, {level, level, level});
+			EXPECT_EQ(got.y, curve[source.at[size_t(level)]] & 0xFF) << s.contrast << " at " << level;
+			int moved = got.y - was.y, want = level < 512 ? s.dark_moves : -s.dark_moves;
+			EXPECT_EQ((moved > 0) - (moved < 0), want) << s.contrast << " at " << level;
+		}
+		for (std::array<double, 3> colour : {std::array<double, 3>{512, 256, 0}, {100, 300, 900}}) {
+			ycc got = process(p, colour), was = process(flat, colour);
+			EXPECT_EQ(got.cb, was.cb);
+			EXPECT_EQ(got.cr, was.cr);
+		}
+	}
+}
+
+// The start record's gamma bit switches both tables; the record's word 1
+// its own. Without either, luma is the conversion's as before.
+TEST(BayerDspLuma, TheYTableWaitsForBothEnables)
+{
+	struct row {
+		const char *what;
+		void (*change)(bayer_path_t &);
+	};
+	const row rows[] = {
+	    {"gamma bit clear", [](bayer_path_t &p) { p.enables.rgb_gamma = false; }},
+	    {"record's word 1 clear", [](bayer_path_t &p) { p.y_gamma.table = false; }},
+	};
+	for (const row &r : rows) {
+		bayer_path_t on = neutral();
+		on.y_gamma = scrambled();
+		bayer_path_t off = on;
+		r.change(off);
+		bayer_path_t without = off;
+		without.y_gamma = {};
+		for (std::array<double, 3> raw : {std::array<double, 3>{300, 300, 300}, {512, 256, 0}}) {
+			EXPECT_EQ(process(off, raw), process(without, raw)) << r.what;
+			EXPECT_NE(process(off, raw).y, process(on, raw).y) << r.what;
+		}
+	}
 }
 
 TEST(BayerDspLens, MovesStopAtBothEnds)

@@ -12,6 +12,7 @@
 #include "camera/sensor/bayersim.h"
 #include "camera/vfe/contrast.h"
 #include "camera/vfe/vfe_tables.h"
+#include "sim/bayer_dsp.h"
 #include "sim/bayer_scene.h"
 
 using namespace camtest;
@@ -51,6 +52,16 @@ protected:
 		std::vector<uint8_t> bytes = stats_message(static_cast<uint32_t>(b.fd));
 		kernel().post(cam::RESP_VFE, 0, cam::VFE_STATS_WB_EXP, bytes);
 		idle();
+	}
+
+	// The VFE records the driver was sent, in order, read into a DSP path.
+	sim::camera::bayer_path_t sent_path()
+	{
+		sim::camera::bayer_path_t p;
+		for (const auto &r : kernel().log())
+			if (r.request == cam::MSM_CAM_IOCTL_VFE_COMMAND)
+				sim::camera::bayer_take_record(p, r.queue, r.number, r.bytes);
+		return p;
 	}
 
 	// A preview started and stopped, so the Bayer records are set up; the
@@ -247,6 +258,48 @@ TEST_F(BayerCam, ContrastBuildsTheLumaGammaFromTheTuningAndRestarts)
 	// A step with no curve leaves the table as it was.
 	cam::vfe_preview_putgammatable(&cam::cfgctrl, 0, 11, 3);
 	EXPECT_TRUE(std::equal(y, y + cam::GAMMA_ENTRIES, t->gamma.begin()));
+}
+
+// With the sensor's gamma on, a contrast step reaches the picture at the
+// next preview through the Y record: darks darker, lights lighter, the
+// colour of neither moved.
+TEST_F(BayerCam, AContrastStepReachesThePicturesLumaOnly)
+{
+	idle();
+	cam::cfgctrl.sensorCtrl.gamma_enable = 1;
+	ASSERT_NE(after_a_preview(), nullptr);
+	const sim::camera::bayer_path_t neutral = sent_path();
+	ASSERT_TRUE(neutral.enables.rgb_gamma && neutral.y_gamma.table);
+	cam::cfgctrl.effectsCtrl.special_effect.current_value = 0;
+	cam::vfe_preview_putgammatable(&cam::cfgctrl, 0, 8, 3);
+	cam::cfgctrl.vfeCtrl.restart = 0;  // the next preview is the restart
+	kernel().clear_log();
+	after_a_preview();
+	const sim::camera::bayer_path_t steep = sent_path();
+	EXPECT_EQ(steep.rgb_gamma.at, neutral.rgb_gamma.at);
+	auto pixel = [](const sim::camera::bayer_path_t &p, double r, double g, double b) {
+		std::array<uint8_t, 3> ycc{};
+		sim::camera::bayer_process(p, {r, g, b}, 1, 1, 2, 2, &ycc[0], &ycc[1], &ycc[2]);
+		return ycc;
+	};
+	struct row {
+		const char *what;
+		std::array<double, 3> raw;
+		int luma_moves;
+	};
+	const row rows[] = {
+	    {"dark grey", {70, 70, 70}, -1},
+	    {"light grey", {500, 500, 500}, 1},
+	    {"dark red", {120, 50, 40}, -1},
+	    {"light blue", {300, 450, 700}, 1},
+	};
+	for (const row &r : rows) {
+		auto was = pixel(neutral, r.raw[0], r.raw[1], r.raw[2]), got = pixel(steep, r.raw[0], r.raw[1], r.raw[2]);
+		int moved = got[0] - was[0];
+		EXPECT_EQ((moved > 0) - (moved < 0), r.luma_moves) << r.what << ": " << int(was[0]) << " to " << int(got[0]);
+		EXPECT_EQ(got[1], was[1]) << r.what;
+		EXPECT_EQ(got[2], was[2]) << r.what;
+	}
 }
 
 TEST_F(BayerCam, DefaultConversionThroughTheWriterIsTheDefaultRecord)
