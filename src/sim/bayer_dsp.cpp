@@ -103,7 +103,6 @@ double luma_of(const vfe_colour_t &c, double r, double g, double b)
 // Colour conversion, Q8: luma from the three weights, each chroma from its
 // own colour difference plus a share of the other one; _m for a negative
 // difference, _p for a positive.
-
 void convert(const vfe_colour_t &c, double r, double g, double b, double *y, double *cb, double *cr)
 {
 	const auto &k = c.conv;
