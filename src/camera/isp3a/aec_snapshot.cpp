@@ -254,14 +254,16 @@ int32_t aec_algo_snapshot(isp3a_ctx_t *ctx, isp3a_update_t *update)
 	} else {
 		update->fps = static_cast<uint16_t>(o.sensor_fps);
 	}
-	if (s.timing.set_aec_snapshot && !s.timing.set_aec_snapshot(&s, update->gain, update->line_count, update->digital_gain))
+	if (s.timing.set_aec_snapshot &&
+	    !s.timing.set_aec_snapshot(&s, update->gain, update->line_count, update->digital_gain))
 		return 0;
 	if (s.camctrl.digital_gain)
 		o.digital_gain = update->digital_gain;
 	o.snapshot_gain = update->gain;
 	a->snapshot_line_count = update->line_count;
 	float line_rate = aec_get_snapshot_line_time_ms(&s, update->fps);
-	a->exposure_time_ms = line_rate > 0.0f ? static_cast<float>(update->line_count) * 256.0f / line_rate * 1000.0f : 0.0f;
+	a->exposure_time_ms =
+	    line_rate > 0.0f ? static_cast<float>(update->line_count) * 256.0f / line_rate * 1000.0f : 0.0f;
 	return 1;
 }
 
