@@ -203,29 +203,6 @@ TEST(AecStart, OffsetsAreScaledByTheDigitalGainToo)
 	EXPECT_EQ(u.color_correction[9], 0);    // its offsets are 0
 }
 
-TEST_F(AecTest, AntibandingWithoutBandsKeepsTheTuningTable)
-{
-	struct Row {
-		int32_t value, rc;
-	} rows[] = {{0, 1}, {3, 1}, {1, 0}, {2, 0}, {4, 0}, {-1, 0}};
-	for (const Row &r : rows) {
-		a->out.prev_exp_index = 7;
-		a->out.num_exp_tab_val = 12;
-		EXPECT_EQ(cam::aec_set_antibanding(r.value, &rig.sensor), r.rc) << r.value;
-		EXPECT_EQ(a->out.num_exp_tab_val, r.rc ? 258 : 12) << r.value;
-		EXPECT_EQ(a->out.prev_exp_index, r.rc ? 0 : 7) << r.value;
-		EXPECT_EQ(a->antibanding, 0);
-	}
-	// Without a frame rate operation the sensor's own row count stands.
-	a->frame_rate_adjust = 0;
-	rig.sensor.aec_limits.exp_index_max = 99;
-	EXPECT_EQ(cam::aec_set_antibanding(0, &rig.sensor), 1);
-	EXPECT_EQ(a->out.num_exp_tab_val, 100);
-	rig.sensor.output_format = cam::SENSOR_YCBCR;
-	EXPECT_EQ(cam::aec_set_antibanding(3, &rig.sensor), 1);
-	EXPECT_EQ(a->out.num_exp_tab_val, 0);
-}
-
 TEST(AecIso, HighestModeBelowTheLastRowsGain)
 {
 	// The last row's gain is 4078 (Q8); ISO 1600, 800, 400 are 8, 4, 2 x ISO 100.

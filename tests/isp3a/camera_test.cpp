@@ -103,6 +103,56 @@ TEST_F(BayerCam, ExposureConvergesThroughTheConfigurationThread)
 	EXPECT_TRUE(f.good());  // written at the stop of preview
 }
 
+TEST_F(BayerCam, SnapshotsTakeThePreviewsExposureAfterTheModeChange)
+{
+	idle();
+	const cam::sensor_tuning_t *t = cam::cfgctrl.sensorCtrl.tuning;
+	ASSERT_NE(t, nullptr);
+	sim::bayer_scene_t scene;
+	scene.pix_per_region = cam::isp3a_pix_per_region(&cam::cfgctrl.sensorCtrl, 256);
+	// A dark scene and a bright one: the picture's exposure follows each.
+	struct Row {
+		uint16_t command;
+		double light;
+		uint32_t axi;
+	} rows[] = {{cam::CAMERA_START_RAW_SNAPSHOT, 0.01, 6}, {cam::CAMERA_START_SNAPSHOT, 2.0, 2}};
+	for (const Row &r : rows) {
+		start_preview();
+		int i = cam::cfgctrl.isp3aCtrl.aec_state.exp_index;
+		uint32_t gain = static_cast<uint32_t>(t->exp_gain[i]), lines = static_cast<uint32_t>(t->exp_lines[i]);
+		scene.light = r.light;
+		for (int k = 0; k < 40; k++) {
+			stats_frame(k, scene, gain, lines);
+			last_exposure(&gain, &lines);
+		}
+		stop_preview();
+		kernel().clear_log();
+		ASSERT_EQ(send(r.command).status, 1) << r.light;
+		idle();
+		// In order: the sensor to snapshot mode, its exposure, the VFE set-up
+		// for the picture.
+		auto log = kernel().log();
+		auto is_mode = [](const sim::camera::Recorded &x) {
+			return x.request == cam::MSM_CAM_IOCTL_SENSOR_CFG && x.cmd_type == cam::CFG_SET_MODE && x.queue == 1;
+		};
+		auto mode = std::find_if(log.begin(), log.end(), is_mode);
+		ASSERT_NE(mode, log.end()) << r.light;
+		auto exposure = std::find_if(mode, log.end(), [](const sim::camera::Recorded &x) {
+			return x.request == cam::MSM_CAM_IOCTL_SENSOR_CFG && x.cmd_type == cam::CFG_SET_EXP_GAIN;
+		});
+		ASSERT_NE(exposure, log.end()) << r.light;
+		EXPECT_EQ(exposure->queue, gain) << r.light;
+		EXPECT_EQ(exposure->number, lines) << r.light;
+		auto axi = std::find_if(log.begin(), log.end(), [&](const sim::camera::Recorded &x) {
+			return x.request == cam::MSM_CAM_IOCTL_AXI_CONFIG && x.cmd_type == r.axi;
+		});
+		ASSERT_NE(axi, log.end()) << r.light;
+		EXPECT_LT(exposure - log.begin(), axi - log.begin()) << r.light;
+		EXPECT_EQ(cam::cfgctrl.isp3aCtrl.aec_state.snapshot_gain, gain) << r.light;
+		EXPECT_NEAR(cam::aec_ctrl()->exposure_time_ms, lines / 30.0, 1e-3) << r.light;  // 30000 lines a second
+	}
+}
+
 TEST_F(BayerCam, StatisticsOfAnUnknownBufferAreReportedAndStillRun)
 {
 	idle();

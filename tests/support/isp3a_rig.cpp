@@ -21,6 +21,15 @@ bool rig_set_aec(cam::sensor_ctrl_t *, uint32_t gain, uint32_t lines)
 	return true;
 }
 
+bool rig_set_aec_snapshot(cam::sensor_ctrl_t *, uint32_t gain, uint32_t lines, float digital_gain)
+{
+	current->gain = gain;
+	current->lines = lines;
+	current->digital_gain = digital_gain;
+	current->snapshot_writes++;
+	return true;
+}
+
 bool rig_move_focus(cam::sensor_ctrl_t *, int32_t direction, int32_t steps)
 {
 	if (current->fail_moves)
@@ -67,6 +76,7 @@ bool isp3a_rig::start(const std::string &text)
 	cam::sensor_init(&sensor);
 	cam::bayersim_start_with(&sensor, &tuning);
 	sensor.ops.set_aec_preview = rig_set_aec;
+	sensor.timing.set_aec_snapshot = rig_set_aec_snapshot;
 	sensor.ops.move_focus = rig_move_focus;
 	sensor.ops.set_default_focus = rig_default_focus;
 	c.AecAwbBuf[0] = {cam::AEC_AWB_BUF_BYTES, aec_buf.data(), 3};

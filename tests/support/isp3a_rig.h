@@ -25,6 +25,8 @@ struct isp3a_rig {
 	uint32_t gain = 256, lines = 1;
 	int lens = 0;
 	int moves = 0, exposure_writes = 0;
+	int snapshot_writes = 0;  // the snapshot's exposure, into gain and lines too
+	float digital_gain = 1.0f;
 	bool fail_moves = false;
 	uint32_t stats_state = 6;
 

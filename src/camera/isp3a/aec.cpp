@@ -77,6 +77,19 @@ void aec_set_bias_table(int32_t num_regions)
 
 bool at_max_fps(const aec_state_t &o) { return o.sensor_fps >= o.sensor_max_fps; }
 
+// Flicker periods in whole rows, and the two band tables from the tuning's.
+void build_band_tables(aec_ctrl_t &a, float lines_per_second)
+{
+	float rows_120 = lines_per_second * 0.008333334f;
+	float rows_100 = rows_120 * 120.0f / 100.0f;
+	a.rows_per_120hz = static_cast<float>(static_cast<int32_t>(rows_120 + 0.5f));
+	a.rows_per_100hz = static_cast<float>(static_cast<int32_t>(rows_100 + 0.5f));
+	std::span<const aec_exp_entry_t> rows(a.tuning_table.data(),
+					     static_cast<size_t>(std::clamp(a.out.num_exp_tab_val, 0, TUNING_EXP_MAX)));
+	a.band_count_50 = aec_core_build_band_table(rows, static_cast<uint32_t>(a.rows_per_100hz), a.band_50);
+	a.band_count_60 = aec_core_build_band_table(rows, static_cast<uint32_t>(a.rows_per_120hz), a.band_60);
+}
+
 int32_t aec_algo_init(isp3a_ctx_t *ctx)
 {
 	aec_state_t &st = ctx->isp3a->aec_state;
@@ -100,14 +113,22 @@ int32_t aec_algo_init(isp3a_ctx_t *ctx)
 	a.outdoor_luma_target = clamp_u8(t->outdoor_luma_target);
 	int32_t n = t->num_exposure_values;
 	a.out.num_exp_tab_val = n;
+	for (size_t i = 0; i < static_cast<size_t>(std::clamp(n, 0, TUNING_EXP_MAX)); i++)
+		a.tuning_table[i] = {static_cast<uint16_t>(std::clamp(t->exp_gain[i], 0, 0xFFFF)),
+				     static_cast<uint32_t>(std::max(t->exp_lines[i], 0))};
+	a.exposure_table = a.tuning_table.data();
 	a.digital_gain_delayed = a.digital_gain_current = 1.0f;
 	a.out.digital_gain = 1.0f;
 	if (t->aec_enable) {
 		a.out.aec_enabled = 1;
 		a.aec_aggressiveness = t->aec_aggressiveness;
-		// The sensor gives no pixel clock: no flicker bands to build.
-		a.band_supported = 0;
-		a.frame_rate_adjust = ctx->sensor->ops.set_frame_rate != nullptr;
+		const sensor_ctrl_t &s = *ctx->sensor;
+		uint32_t pclk = s.timing.pixel_clock ? s.timing.pixel_clock(&s) : 0;
+		uint32_t ppl = s.timing.pixels_per_line ? s.timing.pixels_per_line(&s) : 0;
+		a.band_supported = pclk != 0 && ppl != 0;
+		a.frame_rate_adjust = s.ops.set_frame_rate != nullptr;
+		if (a.band_supported)
+			build_band_tables(a, static_cast<float>(pclk) / static_cast<float>(ppl));
 		a.out.exposure_index_adj_step = t->exposure_index_adj_step;
 		a.out.indoor_index = static_cast<int16_t>(t->indoor_index);
 		a.out.outdoor_index = static_cast<int16_t>(t->outdoor_index);
@@ -144,9 +165,11 @@ int32_t aec_algo_init(isp3a_ctx_t *ctx)
 
 // The deciding core: far from the target a logarithmic jump, near it the
 // filtered stepper; then the row of the table goes to the update.
-void aec_core_run_adjust_exposure_algorithm(const sensor_tuning_t &t, uint8_t luma, isp3a_update_t *update)
+void aec_core_run_adjust_exposure_algorithm(uint8_t luma, isp3a_update_t *update)
 {
 	aec_ctrl_t &a = *aec;
+	if (!a.exposure_table || a.out.num_exp_tab_val <= 0)
+		return;  // no table to walk
 	if (a.out.luma_target == 0)
 		aec_set_exposure_compensation((0u << 16) | 6);
 	if (luma >= a.luma_high_mid || luma <= a.luma_low_mid)
@@ -156,10 +179,11 @@ void aec_core_run_adjust_exposure_algorithm(const sensor_tuning_t &t, uint8_t lu
 	int32_t i = a.out.exp_index;
 	i = i < 0 ? 0 : i >= a.out.num_exp_tab_val ? a.out.num_exp_tab_val - 1 : i;
 	a.out.exp_index = static_cast<int16_t>(i);
-	update->gain = static_cast<uint32_t>(t.exp_gain[i]);
-	update->line_count = static_cast<uint32_t>(t.exp_lines[i]);
+	const aec_exp_entry_t &row = a.exposure_table[i];
+	update->gain = row.gain;
+	update->line_count = row.line_count;
 	update->digital_gain = 1.0f;
-	a.out.current_real_gain = t.exp_gain[i] / 256.0f;
+	a.out.current_real_gain = row.gain / 256.0f;
 }
 
 int32_t aec_adjust_exposure(isp3a_ctx_t *ctx, isp3a_update_t *update)
@@ -174,7 +198,7 @@ int32_t aec_adjust_exposure(isp3a_ctx_t *ctx, isp3a_update_t *update)
 		     static_cast<long>(ctx->num_regions), static_cast<long>(ctx->pix_per_region));
 	a.out.aec_frame_cnt++;
 	a.out.prev_exp_index = a.out.exp_index;
-	aec_core_run_adjust_exposure_algorithm(*t, a.out.current_luma, update);
+	aec_core_run_adjust_exposure_algorithm(a.out.current_luma, update);
 	if (a.report_vfe_stable && a.out.luma_settled_cnt)
 		a.report_vfe_stable = 0;
 	a.last_gain = static_cast<uint16_t>(update->gain);
@@ -545,7 +569,9 @@ int32_t aec_algo_execution(int32_t op, isp3a_ctx_t *ctx, isp3a_update_t *update,
 			std::fprintf(stderr, "aec_algo_preview: FAILED....");
 		}
 	} else if (op == ISP3A_OP_SNAPSHOT) {
-		rc = 1;  // the snapshot keeps the preview's exposure
+		rc = aec_algo_snapshot(ctx, update);
+		if (rc != 1)
+			std::fprintf(stderr, "aec_algo_snapshot: FAILED....");
 	} else if (op == ISP3A_OP_MISC) {
 		rc = misc ? 1 : 0;  // settings are accepted and have no effect on AEC
 	}

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdint>
+#include <span>
 
 #include "camera/isp3a/isp3a.h"
 #include "camera/sensor/sensor.h"
@@ -23,6 +24,13 @@ struct aec_hjr_t {
 	uint32_t gain;      // Q7, after the gain limit
 	uint32_t line_count;
 };
+
+// One row of an exposure table.
+struct aec_exp_entry_t {
+	uint16_t gain;  // Q8
+	uint32_t line_count;
+};
+using aec_exp_table_t = std::array<aec_exp_entry_t, TUNING_EXP_MAX>;
 
 struct aec_ctrl_t {
 	int32_t aec_mode;  // 0 average, 1 center weighted, 2 spot
@@ -52,7 +60,12 @@ struct aec_ctrl_t {
 	uint8_t band_supported;   // the sensor gave pixel clock and pixels per line
 	uint8_t frame_rate_adjust;  // the sensor has the frame rate operation
 	float rows_per_120hz, rows_per_100hz;
-	int32_t band_count_50, band_count_60;  // rows of the band tables, none built here
+	int32_t band_count_50, band_count_60;  // rows of the band tables
+	aec_exp_table_t band_50, band_60;       // line counts in whole flicker periods
+	aec_exp_table_t tuning_table;           // the tuning's rows
+	const aec_exp_entry_t *exposure_table;  // the table in force
+	float exposure_time_ms;                 // of the last snapshot
+	uint32_t snapshot_line_count;
 	float iso_mode1_gain;
 	sensor_color_correction_t snapshot_lowlight;
 	std::array<int32_t, 2> dg_index;  // digital gain rows of the low-light correction
@@ -89,6 +102,38 @@ void aec_LED_store_est_stats(int32_t state);
 bool aec_LED_active(const isp3a_ctrl_t *isp3a);
 int32_t GetAvailableFlashCurrent();
 int32_t aec_set_antibanding(int32_t value, const sensor_ctrl_t *sensor);
+// Rows of table brought to whole flicker periods of period_rows lines (no
+// longer than the table's longest row), the gain raised to keep each row's
+// exposure; rows brighter than one period at unity gain have no place.
+// Returns the rows written to out.
+int32_t aec_core_build_band_table(std::span<const aec_exp_entry_t> table, uint32_t period_rows,
+				  std::span<aec_exp_entry_t> out);
+
+// The snapshot's exposure: the record the per-ISO core starts from, and
+// what it gives.
+struct aec_snapshot_start_t {
+	uint32_t start_gain;  // Q8, the preview's settled row
+	uint32_t line_count;
+	uint16_t fps;         // Q8, the snapshot's frame rate
+	uint32_t iso_gain;    // Q8, the gain the ISO mode asks for; 0 in auto
+	uint32_t max_line_count;  // one frame at fps
+	uint32_t max_gain;        // the sensor's analog gain stops here
+	bool digital_gain;        // the sensor can make up the rest digitally
+};
+struct aec_snapshot_exposure_t {
+	uint32_t gain;  // Q8
+	uint32_t line_count;
+	uint16_t fps;
+	float digital_gain;
+};
+aec_snapshot_exposure_t aec_core_run_adjust_exposure_algorithm_per_iso(const aec_snapshot_start_t &start);
+// Q8 gain of an ISO mode: 1 the tuning's, 2 ISO 100, each mode above twice
+// the one below; 0 in auto.
+uint32_t aec_iso_gain(int32_t iso_mode);
+// Lines per second at the frame rate, Q8 (the sensor's lines per frame
+// times the rate); 0 when the sensor gives no line time.
+float aec_get_snapshot_line_time_ms(const sensor_ctrl_t *sensor, uint16_t fps_q8);
+int32_t aec_algo_snapshot(isp3a_ctx_t *ctx, isp3a_update_t *update);
 int32_t aec_get_max_iso_mode(const sensor_ctrl_t *sensor);
 // The highest ISO mode aec_set_isomode takes.
 int32_t aec_max_iso_type();

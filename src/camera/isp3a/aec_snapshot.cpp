@@ -1,5 +1,6 @@
 // Exposure around the snapshot: flicker bands, ISO limits, the snapshot's
-// luma target, hand jitter reduction, and the gamma AEC picks by light.
+// exposure and luma target, hand jitter reduction, and the gamma AEC picks
+// by light.
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -26,27 +27,59 @@ int32_t aec_set_antibanding(int32_t value, const sensor_ctrl_t *sensor)
 		std::fprintf(stderr, "aec_set_antibanding: CAMERA_FAILED %d\n", static_cast<int>(value));
 		return 0;
 	}
+	int32_t count = 0;
 	if (value == 1 || value == 2) {
-		// A band table needs the line time, which no sensor operation gives.
-		if (!a->band_supported) {
+		count = value == 2 ? a->band_count_50 : a->band_count_60;
+		// An empty band table (a period longer than any row) is no table.
+		if (!a->band_supported || !sensor->timing.lines_per_frame || count <= 0) {
 			std::fprintf(stderr, "aec_set_antibanding: %d FAILED.... \n", static_cast<int>(value));
 			return 0;
 		}
 		a->antibanding = value;
 		a->out.prev_exp_index = 0;
-		a->out.num_exp_tab_val = value == 2 ? a->band_count_50 : a->band_count_60;
+		a->exposure_table = value == 2 ? a->band_50.data() : a->band_60.data();
 	} else {
 		a->antibanding = 0;
 		a->out.prev_exp_index = 0;
 		if (sensor->output_format == SENSOR_YCBCR || !a->tuning) {
 			a->out.num_exp_tab_val = 0;
+			a->exposure_table = nullptr;
 			return 1;
 		}
-		a->out.num_exp_tab_val = a->tuning->num_exposure_values;
+		a->exposure_table = a->tuning_table.data();
+		count = a->tuning->num_exposure_values;
 	}
+	a->out.num_exp_tab_val = count;
+	// The sensor's own row count, but never rows the table does not hold.
 	if (!a->frame_rate_adjust)
-		a->out.num_exp_tab_val = sensor->aec_limits.exp_index_max + 1;
+		a->out.num_exp_tab_val = std::min(count, sensor->aec_limits.exp_index_max + 1);
 	return 1;
+}
+
+int32_t aec_core_build_band_table(std::span<const aec_exp_entry_t> table, uint32_t period_rows,
+				  std::span<aec_exp_entry_t> out)
+{
+	uint32_t longest = 0;
+	for (const aec_exp_entry_t &r : table)
+		longest = std::max(longest, r.line_count);
+	if (period_rows == 0 || longest < period_rows)
+		return 0;
+	uint64_t max_periods = longest / period_rows;
+	size_t count = 0;
+	for (const aec_exp_entry_t &r : table) {
+		if (count == out.size())
+			break;
+		uint64_t exposure = uint64_t{r.gain} * r.line_count;  // Q8 gain x lines
+		uint64_t periods = std::min(exposure / (256u * uint64_t{period_rows}), max_periods);
+		if (periods == 0)
+			continue;  // brighter than one period at unity gain
+		uint64_t lines = periods * period_rows;
+		uint64_t gain = (exposure + lines / 2) / lines;
+		if (gain > 0xFFFF)
+			break;
+		out[count++] = {static_cast<uint16_t>(gain), static_cast<uint32_t>(lines)};
+	}
+	return static_cast<int32_t>(count);
 }
 
 int32_t aec_get_max_iso_mode(const sensor_ctrl_t *sensor)
@@ -147,6 +180,91 @@ int32_t aec_adjust_exposure_as_per_hjr(const isp3a_ctx_t *ctx, isp3a_update_t *u
 	else if (fps_ok)
 		std::fprintf(stderr, "Exposure adjustment is failed\n");
 	return 0;
+}
+
+uint32_t aec_iso_gain(int32_t iso_mode)
+{
+	const aec_ctrl_t *a = aec_ctrl();
+	if (!a || !a->tuning || iso_mode <= 0)
+		return 0;
+	if (iso_mode == 1)
+		return static_cast<uint32_t>(a->iso_mode1_gain);
+	uint64_t g = uint64_t(std::max(a->tuning->iso100_gain, 0)) << std::min(iso_mode - 2, 16);
+	return static_cast<uint32_t>(std::min<uint64_t>(g, 0xFFFF));
+}
+
+aec_snapshot_exposure_t aec_core_run_adjust_exposure_algorithm_per_iso(const aec_snapshot_start_t &in)
+{
+	aec_snapshot_exposure_t out{in.start_gain, in.line_count, in.fps, 1.0f};
+	uint64_t exposure = uint64_t{in.start_gain} * in.line_count;
+	if (in.iso_gain != 0 && exposure != 0) {
+		// The ISO's gain, with the lines that keep the preview's exposure.
+		uint64_t lines = (exposure + in.iso_gain / 2) / in.iso_gain;
+		lines = std::clamp<uint64_t>(lines, 1, in.max_line_count ? in.max_line_count : in.line_count);
+		out.line_count = static_cast<uint32_t>(lines);
+		out.gain = static_cast<uint32_t>(std::min<uint64_t>((exposure + lines / 2) / lines, 0xFFFF));
+	}
+	if (in.digital_gain && in.max_gain && out.gain > in.max_gain) {
+		out.digital_gain = static_cast<float>(out.gain) / static_cast<float>(in.max_gain);
+		out.gain = in.max_gain;
+	}
+	return out;
+}
+
+float aec_get_snapshot_line_time_ms(const sensor_ctrl_t *sensor, uint16_t fps_q8)
+{
+	if (!sensor || !sensor->timing.lines_per_frame)
+		return 0.0f;
+	return static_cast<float>(sensor->timing.lines_per_frame(sensor, fps_q8)) * static_cast<float>(fps_q8);
+}
+
+int32_t aec_algo_snapshot(isp3a_ctx_t *ctx, isp3a_update_t *update)
+{
+	aec_ctrl_t *a = aec_ctrl();
+	if (!a || !a->tuning || !ctx->sensor)
+		return 0;
+	if (!a->tuning->aec_enable)
+		return 1;  // the snapshot keeps what the sensor has
+	sensor_ctrl_t &s = *ctx->sensor;
+	aec_state_t &o = a->out;
+	if (!a->exposure_table || o.num_exp_tab_val <= 0)
+		return 0;
+	// The preview's settled row.
+	const aec_exp_entry_t &row = a->exposure_table[std::clamp<int32_t>(o.exp_index, 0, o.num_exp_tab_val - 1)];
+	uint16_t fps = s.fps[1] ? s.fps[1] : static_cast<uint16_t>(o.sensor_fps);
+	const sensor_tuning_t &t = *a->tuning;
+	uint32_t frame_lines = s.timing.lines_per_frame ? s.timing.lines_per_frame(&s, fps) : 0;
+	aec_snapshot_start_t start{row.gain,
+				   row.line_count,
+				   fps,
+				   aec_iso_gain(a->iso_mode),
+				   frame_lines ? frame_lines : static_cast<uint32_t>(t.max_line_count),
+				   static_cast<uint32_t>(t.exp_gain[static_cast<size_t>(t.num_exposure_values - 1)]),
+				   s.camctrl.digital_gain != 0};
+	aec_snapshot_exposure_t e = aec_core_run_adjust_exposure_algorithm_per_iso(start);
+	update->gain = e.gain;
+	update->line_count = e.line_count;
+	update->fps = e.fps;
+	update->digital_gain = e.digital_gain;
+	if (update->fps != o.sensor_fps) {
+		if (!s.ops.set_frame_rate || !s.ops.set_frame_rate(&s, update->fps)) {
+			std::fprintf(stderr, "Failed to change the snapshot fps to :%d", static_cast<int>(update->fps));
+			return 0;
+		}
+	} else {
+		update->fps = static_cast<uint16_t>(o.sensor_fps);
+	}
+	if (s.timing.set_aec_snapshot &&
+	    !s.timing.set_aec_snapshot(&s, update->gain, update->line_count, update->digital_gain))
+		return 0;
+	if (s.camctrl.digital_gain)
+		o.digital_gain = update->digital_gain;
+	o.snapshot_gain = update->gain;
+	a->snapshot_line_count = update->line_count;
+	float line_rate = aec_get_snapshot_line_time_ms(&s, update->fps);
+	a->exposure_time_ms =
+	    line_rate > 0.0f ? static_cast<float>(update->line_count) * 256.0f / line_rate * 1000.0f : 0.0f;
+	return 1;
 }
 
 void aec_interpolate_gamma_table(const uint8_t *a, const uint8_t *b, float ratio, uint8_t *out)

@@ -346,6 +346,11 @@ void isp3a_vfe_stats_msg(config_ctrl_t *ctrl, int32_t type, int32_t fd)
 	}
 }
 
+int32_t isp3a_stats_execution(config_ctrl_t *ctrl, int32_t op, int32_t new_buffer)
+{
+	return stats_execution(&ctrl->sensorCtrl, &ctrl->isp3aCtrl, op, new_buffer, ctrl->vfeCtrl.stats_state, ctrl);
+}
+
 bool af_process_start_focus(config_ctrl_t *ctrl)
 {
 	return af_process_start_focus(&ctrl->sensorCtrl, &ctrl->isp3aCtrl, 0, 0) == 1;

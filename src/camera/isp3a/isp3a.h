@@ -54,6 +54,7 @@ struct aec_state_t {
 struct isp3a_update_t {
 	uint32_t gain, line_count;  // gain Q8
 	float digital_gain;
+	uint16_t fps;  // Q8, the snapshot's frame rate
 	uint8_t bounding_box_update;
 	awb_box_t box;
 	uint8_t wb_update;
@@ -149,6 +150,9 @@ int32_t af_read_sharpness();
 // 1 AF, whose window is the field-of-view crop's lines. Consumes the
 // one-frame skip flag.
 void isp3a_vfe_stats_msg(config_ctrl_t *ctrl, int32_t type, int32_t fd);
+// The camera control's run of 3A with its front end: op 2 with no new
+// buffer is the snapshot's exposure, from the preview's statistics.
+int32_t isp3a_stats_execution(config_ctrl_t *ctrl, int32_t op, int32_t new_buffer);
 
 // The camera-free core of the control, on a sensor and a 3A record alone:
 // what the camera control runs through the calls above, and what tests and

@@ -15,6 +15,10 @@ namespace cam {
 namespace {
 
 constexpr uint16_t QTR_W = 1296, QTR_H = 972, FULL_W = 2592, FULL_H = 1944;
+// Readout: one line time in both modes, so a line count of the tuning is
+// the same exposure in preview and snapshot; 30000 lines a second, 1000 a
+// frame at 30 fps.
+constexpr uint32_t PIXEL_CLOCK_HZ = 96000000, PIXELS_PER_LINE = 3200;
 
 sensor_tuning_t loaded;  // the one tuning record, valid for the process
 
@@ -62,6 +66,22 @@ bool power_down(sensor_ctrl_t *) { return true; }
 bool set_aec_preview(sensor_ctrl_t *s, uint32_t gain, uint32_t lines)
 {
 	return cfg(s, CFG_SET_EXP_GAIN, static_cast<int32_t>(gain), static_cast<int32_t>(lines));
+}
+
+bool set_aec_snapshot(sensor_ctrl_t *s, uint32_t gain, uint32_t lines, float)
+{
+	// No digital gain stage: the front end's gains do that work.
+	return cfg(s, CFG_SET_EXP_GAIN, static_cast<int32_t>(gain), static_cast<int32_t>(lines));
+}
+
+uint32_t pixel_clock(const sensor_ctrl_t *) { return PIXEL_CLOCK_HZ; }
+uint32_t pixels_per_line(const sensor_ctrl_t *) { return PIXELS_PER_LINE; }
+
+uint32_t lines_per_frame(const sensor_ctrl_t *, uint16_t fps_q8)
+{
+	if (fps_q8 == 0)
+		return 0;
+	return static_cast<uint32_t>(uint64_t{PIXEL_CLOCK_HZ} * 256 / (uint64_t{PIXELS_PER_LINE} * fps_q8));
 }
 
 bool set_default_focus(sensor_ctrl_t *s, int32_t v) { return cfg(s, CFG_SET_DEFAULT_FOCUS, 0, v); }
@@ -128,6 +148,7 @@ bool bayersim_start_with(sensor_ctrl_t *s, const sensor_tuning_t *t)
 	s->awb_feature = static_cast<uint8_t>(t->awb_enable);
 	s->aec_feature = static_cast<uint8_t>(t->aec_enable);
 	s->ops = bayersim_register();
+	s->timing = {pixel_clock, pixels_per_line, lines_per_frame, set_aec_snapshot};
 	sensor_post_init(s);
 	return true;
 }

@@ -122,6 +122,7 @@ void sensor_common_parm_init(sensor_ctrl_t *s)
 	s->preview_fps = 3840;
 	s->night_fps = 1920;
 	s->tuning = nullptr;
+	s->timing = sensor_timing_ops_t{};
 	s->camif_frame = s->camif_width = s->camif_height = none;
 	s->af_fine_ratio = 1.05f;
 	s->af_fine_steps = static_cast<uint32_t>(4.0 / 1.05 + 0.5);

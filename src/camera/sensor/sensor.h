@@ -53,6 +53,16 @@ struct sensor_ops_t {
 };
 static_assert(sizeof(sensor_ops_t) == 31 * sizeof(void *));
 
+// A raw sensor's timing and its snapshot exposure, beside the slot table:
+// what exposure needs for line times and flicker bands. Null: not given.
+struct sensor_timing_ops_t {
+	uint32_t (*pixel_clock)(const sensor_ctrl_t *);      // Hz
+	uint32_t (*pixels_per_line)(const sensor_ctrl_t *);  // blanking included
+	// Lines of one frame at the frame rate (Q8): the longest exposure.
+	uint32_t (*lines_per_frame)(const sensor_ctrl_t *, uint16_t fps_q8);
+	bool (*set_aec_snapshot)(sensor_ctrl_t *, uint32_t gain, uint32_t line_count, float digital_gain);
+};
+
 // The capability table; only the entries named are read by this program.
 struct sensor_camctrl_t {
 	int32_t iso_limit;  // -1: no ISO
@@ -65,6 +75,7 @@ struct sensor_camctrl_t {
 	std::array<uint8_t, 3> af_flags;  // all three set: focus statistics by the ISP
 	uint8_t optical_zoom;
 	uint8_t hjr;
+	uint8_t digital_gain;  // the sensor applies a digital gain of its own
 	std::array<uint8_t, 5> feature_flags;  // the sensor-side features a YCbCr driver turns off
 	int16_t short3;
 	int32_t word1;
@@ -172,6 +183,7 @@ struct sensor_ctrl_t {
 	sensor_converted_t tuned;  // filled from the tuning on a Bayer sensor
 	sensor_camctrl_t camctrl;
 	sensor_ops_t ops;
+	sensor_timing_ops_t timing;
 	uint8_t flash_enabled;
 	led_ctrl_t led;
 };

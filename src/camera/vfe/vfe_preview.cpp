@@ -308,6 +308,14 @@ bool pipeline(config_ctrl_t *ctrl, uint32_t outputs, uint32_t axi_type)
 	return finish_pipeline(ctrl, axi_type);
 }
 
+// With the sensor in snapshot mode, 3A sets the picture's exposure from
+// the preview's, before the picture is taken.
+void snapshot_exposure(config_ctrl_t *ctrl)
+{
+	if (ctrl->sensorCtrl.output_format == SENSOR_BAYER)
+		isp3a_stats_execution(ctrl, ISP3A_OP_SNAPSHOT, 0);
+}
+
 }  // namespace
 
 bool vfe_preview_config(config_ctrl_t *ctrl)
@@ -338,6 +346,7 @@ bool vfe_snapshot_config(config_ctrl_t *ctrl)
 	}
 	if (ctrl->sensorCtrl.output_format == SENSOR_BAYER && get_led_mode() == 1 && aec_LED_active(&ctrl->isp3aCtrl))
 		isp3a_update_led_state(&ctrl->isp3aCtrl, 2);
+	snapshot_exposure(ctrl);
 	if (plat::ioctl(ctrl->camfd, MSM_CAM_IOCTL_SNAPSHOT_BEGIN, uintptr_t{0}) < 0)
 		return false;
 	if (!pipeline(ctrl, 3, 2))
@@ -356,6 +365,7 @@ bool vfe_snapshot_raw_config(config_ctrl_t *ctrl)
 		std::fprintf(stderr, "vfe_snapshot_raw_config: vfe_util_get_sensor_info failed! %d \n", 1711);
 		return false;
 	}
+	snapshot_exposure(ctrl);
 	if (v.hjr_enable && ctrl->sensorCtrl.camctrl.hjr) {
 		uint8_t one = 1;
 		if (plat::ioctl(ctrl->camfd, MSM_CAM_IOCTL_PICT_PP, &one) < 0)
