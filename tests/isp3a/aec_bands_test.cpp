@@ -12,8 +12,7 @@ using testing_support::isp3a_rig;
 
 namespace {
 
-// bayersim: 96 MHz over 3200 pixels a line, 30000 lines a second.
-constexpr double LINES_PER_SECOND = 96e6 / 3200;
+constexpr double LINES_PER_SECOND = 1 / testing_support::BAYERSIM_LINE_SECONDS;  // 30000
 
 struct AecBands : ::testing::Test {
 	isp3a_rig rig;

@@ -12,8 +12,7 @@ using testing_support::isp3a_rig;
 
 namespace {
 
-// bayersim's readout: 96 MHz, 3200 pixels a line.
-constexpr double LINE_SECONDS = 3200.0 / 96e6;
+constexpr double LINE_SECONDS = testing_support::BAYERSIM_LINE_SECONDS;
 
 struct AecSnapshot : ::testing::Test {
 	isp3a_rig rig;

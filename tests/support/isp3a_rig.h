@@ -16,6 +16,9 @@ namespace testing_support {
 
 std::string bayersim_tuning_text();
 
+// bayersim's readout, from its data sheet: 96 MHz over 3200 pixels a line.
+constexpr double BAYERSIM_LINE_SECONDS = 3200.0 / 96e6;
+
 struct isp3a_rig {
 	cam::sensor_tuning_t tuning{};
 	cam::sensor_ctrl_t sensor{};
