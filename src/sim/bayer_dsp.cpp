@@ -76,14 +76,15 @@ double board_number(std::string_view key, double fallback, double lo, double hi)
 }
 
 // Gain of the roll-off at a squared radius, Q10: the row the radius falls
-// in, its gain and its slope over the rest of the way.
+// in, its gain and its slope over the rest of the way. The slope is in
+// whole gain, not Q10, per 2^30 of squared radius.
 double roll_off_gain(const vfe_roll_off_t &t, size_t c, double r2)
 {
 	size_t row = 0;
 	while (row + 1 < ROLL_OFF_ROWS && t.r2[row + 1] > t.r2[row] && r2 >= t.r2[row + 1])
 		++row;
 	double over = std::max(0.0, r2 - t.r2[row]);
-	return t.gain[row][c] + t.slope[row][c] * over / double(1u << 30);
+	return t.gain[row][c] + t.slope[row][c] * over / double(1u << 20);
 }
 
 // A 10-bit level through a gamma table to 8 bits; with no table loaded
@@ -202,14 +203,36 @@ void bayer_process(const bayer_path_t &p, std::array<double, 3> c, uint32_t x, u
 	*cr = clamp8(v, p.clamp.min[2], p.clamp.max[2]);
 }
 
+std::array<double, 3> bayer_lens_shading(uint32_t x, uint32_t y, uint32_t w, uint32_t h)
+{
+	if (!w || !h)
+		return {1, 1, 1};
+	// Falls off with the square of the radius to 1 / (1 + k) at the corner:
+	// the curve the tuning's roll-off table was drawn to undo.
+	constexpr double k[3] = {0.7, 0.6, 0.5};
+	constexpr double cx = BAYER_FULL_W / 2.0, cy = BAYER_FULL_H / 2.0, corner2 = cx * cx + cy * cy;
+	double dx = double(x) * BAYER_FULL_W / w - cx, dy = double(y) * BAYER_FULL_H / h - cy;
+	double r2 = (dx * dx + dy * dy) / corner2;
+	return {1 / (1 + k[0] * r2), 1 / (1 + k[1] * r2), 1 / (1 + k[2] * r2)};
+}
+
+std::array<double, 3> bayer_sense(const bayer_scene_t &s, const bayer_path_t &p, std::array<double, 3> refl, uint32_t x,
+				  uint32_t y, uint32_t w, uint32_t h)
+{
+	std::array<double, 3> lens = bayer_lens_shading(x, y, w, h);
+	const double illum[3] = {s.illum_rg, 1, s.illum_bg};
+	// Four 10-bit levels to the statistics' one, on the pedestal.
+	double exposure = 4 * s.light * (p.gain_q8 / 256.0) * p.lines;
+	for (size_t i = 0; i < 3; ++i)
+		refl[i] = std::min(1023.0, refl[i] * illum[i] * lens[i] * exposure + BAYER_PEDESTAL);
+	return refl;
+}
+
 void bayer_pixel(const bayer_scene_t &s, const bayer_path_t &p, uint32_t x, uint32_t y, uint32_t w, uint32_t h,
 		 uint8_t *luma, uint8_t *cb, uint8_t *cr)
 {
 	rgb f = reflectance(x, y, w, h);
-	// Sensor: four 10-bit levels to the statistics' one, on its pedestal.
-	double exposure = 4 * s.light * (p.gain_q8 / 256.0) * p.lines;
-	auto sense = [&](double v) { return std::min(1023.0, v * exposure + BAYER_PEDESTAL); };
-	bayer_process(p, {sense(f.r * s.illum_rg), sense(f.g), sense(f.b * s.illum_bg)}, x, y, w, h, luma, cb, cr);
+	bayer_process(p, bayer_sense(s, p, {f.r, f.g, f.b}, x, y, w, h), x, y, w, h, luma, cb, cr);
 }
 
 void bayer_log_frame(const bayer_scene_t &s, const bayer_path_t &p, uint64_t frame)
@@ -219,9 +242,8 @@ void bayer_log_frame(const bayer_scene_t &s, const bayer_path_t &p, uint64_t fra
 		return;
 	// The mid-grey patch: its raw green, and its colour through the stages.
 	double exposure = s.light * (p.gain_q8 / 256.0) * p.lines;
-	auto raw10 = [&](double v) { return std::min(1023.0, 4 * v * exposure + BAYER_PEDESTAL); };
 	uint8_t y = 0, cb = 0, cr = 0;
-	bayer_process(p, {raw10(s.illum_rg), raw10(1), raw10(s.illum_bg)}, 1, 1, 2, 2, &y, &cb, &cr);
+	bayer_process(p, bayer_sense(s, p, {1, 1, 1}, 1, 1, 2, 2), 1, 1, 2, 2, &y, &cb, &cr);
 	char line[256];
 	int n = std::snprintf(line, sizeof line, "%llu,%g,%g,%g,%u,%u,%d,%.0f,%.3f,%u,%u,%u,%u,%u,%u\n",
 			      static_cast<unsigned long long>(frame), s.light, s.illum_rg, s.illum_bg, p.gain_q8, p.lines,

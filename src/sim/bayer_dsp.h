@@ -53,9 +53,20 @@ void bayer_lens_move(bayer_path_t &path, int32_t direction, int32_t steps);
 // from the corrected colour: the conversion's weights, then the Y gamma.
 void bayer_process(const bayer_path_t &p, std::array<double, 3> rgb10, uint32_t x, uint32_t y, uint32_t w, uint32_t h,
 		   uint8_t *luma, uint8_t *cb, uint8_t *cr);
+// The lens's light on the array at x, y of a w x h picture of it, for R,
+// G, B: 1 at the centre, darker towards the corners, red the most and
+// blue the least.
+// The statistics are taken after the roll-off stage, which undoes this.
+std::array<double, 3> bayer_lens_shading(uint32_t x, uint32_t y, uint32_t w, uint32_t h);
+// The sensor's raw 10-bit R, G, B of a reflectance (R, G, B) at x, y of a
+// w x h picture of the array: under the illuminant, through the lens, at
+// the exposure, on the pedestal, clipped.
+std::array<double, 3> bayer_sense(const bayer_scene_t &s, const bayer_path_t &p, std::array<double, 3> refl, uint32_t x,
+				  uint32_t y, uint32_t w, uint32_t h);
 // One pixel of the picture (x, y of a w x h picture of the whole array):
-// the scene's colour as a reflectance, under the illuminant, exposed onto
-// the 10-bit pixel and clipped, then through the VFE's stages.
+// the scene's colour as a reflectance, under the illuminant, through the
+// lens, exposed onto the 10-bit pixel and clipped, then through the VFE's
+// stages.
 void bayer_pixel(const bayer_scene_t &s, const bayer_path_t &p, uint32_t x, uint32_t y, uint32_t w, uint32_t h,
 		 uint8_t *luma, uint8_t *cb, uint8_t *cr);
 // With camera.frame_log = 1, one line per statistics frame appended to

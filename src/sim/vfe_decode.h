@@ -28,8 +28,8 @@ struct vfe_colour_t {
 constexpr size_t ROLL_OFF_ROWS = 32;
 
 // Roll-off: centre, and per row the squared radius where it starts and,
-// for R, G, B, the gain there (Q10) and its slope (Q10 per radius squared,
-// times 2^30).
+// for R, G, B, the gain there (Q10) and its slope (whole gain per radius
+// squared, times 2^30, as the tuning's conversion makes it).
 struct vfe_roll_off_t {
 	uint32_t cx = 0, cy = 0;
 	std::array<uint32_t, ROLL_OFF_ROWS> r2{};

@@ -6,11 +6,15 @@
 #include <cmath>
 #include <cstring>
 
+#include "camera/config/config.h"
+#include "camera/sensor/sensor_convert.h"
+#include "camera/sensor/tuning.h"
 #include "camera/vfe/colour_record.h"
 #include "camera/vfe/contrast.h"
 #include "camera/vfe/vfe.h"
 #include "camera/vfe/vfe_cmd.h"
 #include "sim/bayer_dsp.h"
+#include "support/isp3a_rig.h"
 #include "unit_board.h"
 
 namespace {
@@ -380,6 +384,52 @@ TEST(BayerDspLuma, TheYTableWaitsForBothEnables)
 			EXPECT_EQ(process(off, raw), process(without, raw)) << r.what;
 			EXPECT_NE(process(off, raw).y, process(on, raw).y) << r.what;
 		}
+	}
+}
+
+// The lens darkens the corners, red the most; the roll-off record the
+// daemon builds from the tuning file brings every place of a grey card
+// back to the centre's colour and level.
+TEST(BayerDspLens, TheTuningsRollOffUndoesTheLensShading)
+{
+	cam::sensor_tuning_t t{};
+	std::string err;
+	ASSERT_TRUE(cam::tuning_parse(testing_support::bayersim_tuning_text(), &t, &err)) << err;
+	cam::sensor_rolloff_t table{};
+	cam::sensor_convert_roll_off_table(t, &table);
+	static cam::config_ctrl_t ctrl;
+	static cam::vfe_cmd_block_t block;
+	ctrl.vfeCtrl.vcmd = &block;
+	cam::vfe_preview_updaterollofftbl(&ctrl, table);
+	bayer_path_t p = neutral();
+	ASSERT_TRUE(bayer_take_record(p, cam::VFE_QUEUE_TABLE, cam::VFE_CMD_ROLL_OFF_CFG, bytes(block.VFE_RollOffCfgCmd)));
+	// A grey card (raw 600) at x, y of a picture of the whole array.
+	auto card = [](const bayer_path_t &path, uint32_t x, uint32_t y) {
+		std::array<double, 3> lens = bayer_lens_shading(x, y, BAYER_FULL_W, BAYER_FULL_H);
+		uint8_t l = 0, cb = 0, cr = 0;
+		bayer_process(path, {600 * lens[0], 600 * lens[1], 600 * lens[2]}, x, y, BAYER_FULL_W, BAYER_FULL_H, &l, &cb,
+			      &cr);
+		return ycc{l, cb, cr};
+	};
+	const ycc centre = card(p, BAYER_FULL_W / 2, BAYER_FULL_H / 2);
+	EXPECT_EQ(centre, (ycc{150, 128, 128}));
+	struct place {
+		const char *what;
+		uint32_t x, y;
+	};
+	for (place at : {place{"top left corner", 0, 0}, place{"bottom right corner", BAYER_FULL_W - 1, BAYER_FULL_H - 1},
+			 place{"left edge", 0, BAYER_FULL_H / 2}, place{"under the centre", BAYER_FULL_W / 2, BAYER_FULL_H * 7 / 8}}) {
+		SCOPED_TRACE(at.what);
+		ycc got = card(p, at.x, at.y);
+		EXPECT_NEAR(got.y, centre.y, 1);
+		EXPECT_NEAR(got.cb, 128, 1);
+		EXPECT_NEAR(got.cr, 128, 1);
+		// Without the roll-off the lens shows: a darker corner, red lost.
+		bayer_path_t off = p;
+		off.enables.roll_off = false;
+		ycc raw = card(off, at.x, at.y);
+		EXPECT_LT(raw.y, centre.y - 3);
+		EXPECT_LT(raw.cr, 128);
 	}
 }
 

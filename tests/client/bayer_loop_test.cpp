@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <chrono>
 #include <thread>
+#include <tuple>
 
 #include "client_support.h"
 #include "sim/bayer_frame_log.h"
@@ -134,6 +135,57 @@ TEST_F(BayerLoop, GreyComesOutNeutralAfterTheIlluminantChanges)
 		std::printf("%s: grey neutral within %u levels after %zu frames\n", l.name, NEUTRAL, took);
 		EXPECT_GT(took, 0u);
 		EXPECT_LE(took, WB_FRAMES);
+	}
+}
+
+// A lamp switched off and the next one on, as in a light booth: a few
+// dark frames, then the light at the level of its kind (lamps indoors dim,
+// daylight bright). The white balance's history holds a colour that
+// changes while the exposure stays put; the dark breaks that.
+TEST_F(BayerLoop, GreyIsNeutralUnderEachReferenceLightSwitchedInAsALamp)
+{
+	// Within this many levels once the gains have come home; they move 5 %
+	// of the way a frame, and Horizon after a fluorescent is the longest way.
+	constexpr unsigned SETTLED = 2;
+	constexpr size_t DARK_FRAMES = 10, LIGHT_FRAMES = 150, STAYS = 5;
+	struct lamp {
+		const char *name, *rg, *bg, *light;
+	};
+	// Each fluorescent after another, then Horizon after one: the cases
+	// a light change at a steady exposure would leave on the one before.
+	const lamp lamps[] = {{"A", "1.05", "0.40", "0.02"},	  {"TL84", "0.80", "0.50", "0.02"},
+			      {"CWF", "0.72", "0.55", "0.02"},	  {"Horizon", "1.25", "0.32", "0.02"},
+			      {"custom F", "0.90", "0.45", "0.02"}, {"D50", "0.68", "0.64", "0.3"}};
+	auto settled = [&](const bayer_frame_t &f) {
+		return f.cb + SETTLED >= 128 && f.cb <= 128 + SETTLED && f.cr + SETTLED >= 128 && f.cr <= 128 + SETTLED;
+	};
+	for (const lamp &l : lamps) {
+		SCOPED_TRACE(l.name);
+		size_t before = frames().size();
+		phone.set_board("camera.scene_light", "0.0001");
+		frames_after(before, [](const bayer_frame_t &fr) { return fr.light == 0.0001; }, DARK_FRAMES);
+		before = frames().size();
+		phone.set_board("camera.illuminant_rg", l.rg);
+		phone.set_board("camera.illuminant_bg", l.bg);
+		phone.set_board("camera.scene_light", l.light);
+		double rg = std::stod(l.rg), bg = std::stod(l.bg), light = std::stod(l.light);
+		auto seen = [&](const bayer_frame_t &fr) { return fr.illum_rg == rg && fr.illum_bg == bg && fr.light == light; };
+		// Frames from the lamp until the patch is neutral and stays so.
+		size_t took = 0, at = 0;
+		std::vector<bayer_frame_t> f;
+		for (size_t n = STAYS; n <= LIGHT_FRAMES && !took; n += STAYS) {
+			std::tie(f, at) = frames_after(before, seen, n);
+			if (f.size() - at < n)
+				break;
+			for (size_t k = at; k + STAYS <= at + n && !took; ++k)
+				if (std::all_of(f.begin() + long(k), f.begin() + long(k + STAYS), settled))
+					took = k - at + 1;
+		}
+		ASSERT_LT(at, f.size());
+		const bayer_frame_t &last = f.back();
+		std::printf("%s: grey within %u levels after %zu frames (Cb %u, Cr %u)\n", l.name, SETTLED, took, last.cb,
+			    last.cr);
+		EXPECT_GT(took, 0u) << "grey Cb " << last.cb << " Cr " << last.cr << " after " << f.size() - at << " frames";
 	}
 }
 

@@ -1,8 +1,9 @@
 // isp3a-plot: runs ftmd-sim with the Bayer sensor on a fresh board, drives
 // its preview with a capture and changes the board's scene under it (a
 // 4-stop light change each way, daylight to tungsten light, then the nine
-// reference lights), reads the DSP model's per-frame log, writes it as CSV
-// with the figures worked out from it, and draws it with gnuplot as SVG.
+// reference lights, each switched in as a lamp), reads the DSP model's
+// per-frame log, writes it as CSV with the figures worked out from it,
+// and draws it with gnuplot as SVG.
 // Then a focus search through the configuration thread (focus_run.h).
 //
 //   isp3a-plot [out-dir]      (default: isp3a-plots)
@@ -48,7 +49,7 @@ unset y2label
 unset y2tics
 set ytics mirror
 set output 'white_balance.svg'
-set title 'On the board: white balance gains and the grey patch (tungsten at 120, then the nine reference lights)'
+set title 'On the board: white balance gains and the grey patch (tungsten at 120, then the nine reference lights from 240, 10 dark frames before each)'
 set ylabel 'gain'
 set y2label 'Cb, Cr'
 set y2tics
@@ -81,6 +82,12 @@ std::vector<double> tuning_row(const std::string &tuning, const std::string &key
 		}
 	return {};
 }
+
+// Lamps of the reference lights (A, TL84, the second fluorescent,
+// Horizon, the custom fluorescent); the others are daylights.
+bool indoor_light(size_t i) { return i == 2 || i == 3 || i == 4 || i == 5 || i == 7; }
+// The booth between two lamps.
+constexpr const char *DARK = "0.0001";
 
 class BoardRun {
 public:
@@ -165,11 +172,18 @@ int main(int argc, char **argv)
 	    {80, {{"camera.scene_light", "0.05"}}},
 	    {120, {{"camera.scene_light", "0.02"}, {"camera.illuminant_rg", "1.05"}, {"camera.illuminant_bg", "0.40"}}},
 	};
-	constexpr size_t LIGHT_FRAMES = 150;
-	for (size_t i = 0; i < ref_rg.size() && i < ref_bg.size(); ++i)
-		script.push_back({240 + i * LIGHT_FRAMES,
-				  {{"camera.illuminant_rg", std::to_string(ref_rg[i])}, {"camera.illuminant_bg", std::to_string(ref_bg[i])}}});
-	size_t end = script.back().frame + LIGHT_FRAMES;
+	constexpr size_t LIGHT_FRAMES = 150, DARK_FRAMES = 10;
+	size_t lights = std::min(ref_rg.size(), ref_bg.size());
+	for (size_t i = 0; i < lights; ++i) {
+		// A lamp is switched off and the next one on, as in a light booth;
+		// the daylights are bright, the lamps indoors dim, as in process.
+		script.push_back({240 + i * LIGHT_FRAMES, {{"camera.scene_light", DARK}}});
+		script.push_back({240 + i * LIGHT_FRAMES + DARK_FRAMES,
+				  {{"camera.scene_light", indoor_light(i) ? "0.02" : "0.3"},
+				   {"camera.illuminant_rg", std::to_string(ref_rg[i])},
+				   {"camera.illuminant_bg", std::to_string(ref_bg[i])}}});
+	}
+	size_t end = 240 + lights * LIGHT_FRAMES;
 	for (const change &c : script) {
 		if (!run.wait_frames(base + c.frame))
 			return 1;
@@ -202,7 +216,7 @@ int main(int argc, char **argv)
 	std::printf("frames to settle within 5 %% after 4 stops brighter: %d\n", sim::camera::bayer_frames_to_settle(segment(0, std::min(down, f.size())), up));
 	std::printf("frames to settle within 5 %% after 4 stops darker: %d\n", sim::camera::bayer_frames_to_settle(segment(0, std::min<size_t>(120, f.size())), down));
 	int worst = 0;
-	for (size_t i = 0; i < ref_rg.size() && i < ref_bg.size(); ++i) {
+	for (size_t i = 0; i < lights; ++i) {
 		const bayer_frame_t &last = f[std::min(f.size() - 1, 240 + (i + 1) * LIGHT_FRAMES - 1)];
 		int err = std::max(std::abs(int(last.cb) - 128), std::abs(int(last.cr) - 128));
 		std::printf("light %zu (r/g %.2f b/g %.2f): grey Cb %u Cr %u after %zu frames\n", i, ref_rg[i], ref_bg[i], last.cb,
