@@ -158,7 +158,10 @@ int Kernel::vfe_command(unsigned long request, const vfe_cfg_cmd_t *cfg)
 		}
 		if (number == 0)
 			stats_on_ = af_on_ = false;  // a reset clears the statistics set-up
-		bayer_take_record(bayer_path_, command->queue, number, b);
+		// The raw snapshot's start record comes with no processing record
+		// and names no stages: its picture is developed as the preview ran.
+		if (!(number == VFE_CMD_START && axi_type_ == 6))
+			bayer_take_record(bayer_path_, command->queue, number, b);
 		dsp_answer(command->queue, number, b);
 	} else {
 		bayer_take_record(bayer_path_, command->queue, number, log_.back().bytes);

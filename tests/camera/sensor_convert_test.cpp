@@ -199,6 +199,20 @@ TEST_F(BayerStart, PostInitCopiesTheTuningUnderItsFlags)
 	EXPECT_EQ(s.tuned.cc_lowlight.coef, s.tuned.cc_normal.coef);
 }
 
+// The gamma flag is the tuning's: the driver neither keeps it off nor
+// forces it on.
+TEST_F(BayerStart, TheGammaFlagFollowsTheTuning)
+{
+	for (int flag : {1, 0}) {
+		s = sensor_ctrl_t{};
+		start(with("gamma_enable", std::to_string(flag)));
+		EXPECT_EQ(s.gamma_enable, flag);
+	}
+	s = sensor_ctrl_t{};
+	start();
+	EXPECT_EQ(s.gamma_enable, 1);  // the tree's sensor is gamma-corrected
+}
+
 TEST_F(BayerStart, UnsetLimitsTakeTheirDefaults)
 {
 	struct Row {

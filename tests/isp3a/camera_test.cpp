@@ -310,18 +310,20 @@ TEST_F(BayerCam, ContrastBuildsTheLumaGammaFromTheTuningAndRestarts)
 	EXPECT_TRUE(std::equal(y, y + cam::GAMMA_ENTRIES, t->gamma.begin()));
 }
 
-// With the sensor's gamma on, a contrast step reaches the picture at the
-// next preview through the Y record: darks darker, lights lighter, the
-// colour of neither moved.
+// The tree's sensor is gamma-corrected, so a client's contrast step
+// reaches the picture at the next preview through the Y record: darks
+// darker, lights lighter, the colour of neither moved.
 TEST_F(BayerCam, AContrastStepReachesThePicturesLumaOnly)
 {
-	idle();
-	cam::cfgctrl.sensorCtrl.gamma_enable = 1;
 	ASSERT_NE(after_a_preview(), nullptr);
+	ASSERT_EQ(cam::cfgctrl.sensorCtrl.gamma_enable, 1);
 	const sim::camera::bayer_path_t neutral = sent_path();
 	ASSERT_TRUE(neutral.enables.rgb_gamma && neutral.y_gamma.table);
-	cam::cfgctrl.effectsCtrl.special_effect.current_value = 0;
-	cam::vfe_preview_putgammatable(&cam::cfgctrl, 0, 8, 3);
+	// A step builds its table from the contrast before it: 7 then 8 puts
+	// the curve of 7 in the Y record.
+	EXPECT_EQ(send(cam::CAMERA_SET_PARM_CONTRAST, 7).status, 1);
+	EXPECT_EQ(send(cam::CAMERA_SET_PARM_CONTRAST, 8).status, 1);
+	EXPECT_EQ(cam::cfgctrl.vfeCtrl.restart, 1);
 	cam::cfgctrl.vfeCtrl.restart = 0;  // the next preview is the restart
 	kernel().clear_log();
 	after_a_preview();
@@ -350,6 +352,11 @@ TEST_F(BayerCam, AContrastStepReachesThePicturesLumaOnly)
 		EXPECT_EQ(got[1], was[1]) << r.what;
 		EXPECT_EQ(got[2], was[2]) << r.what;
 	}
+	// Between the two greys the spread grows by the curve's slope.
+	auto spread = [&](const sim::camera::bayer_path_t &p) {
+		return pixel(p, 500, 500, 500)[0] - pixel(p, 70, 70, 70)[0];
+	};
+	EXPECT_GT(spread(steep), spread(neutral) + 10);
 }
 
 TEST_F(BayerCam, DefaultConversionThroughTheWriterIsTheDefaultRecord)

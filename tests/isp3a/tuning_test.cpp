@@ -170,6 +170,8 @@ TEST(Tuning, LensKeysAreRefusedWithTheirLineAndReason)
 	    {"cc_mono", "0 0 0 0 0 0 0 0  128 128  0.3 4.0 0.1  0", "cc_mono: value 11 does not fit 11 bits in Q8", "cc_mono"},
 	    {"cc_aqua", "0 0 0 0 0 0 0 0  160.5 100  0.3 0.6 0.1  0", "cc_aqua: value 8 is not a whole number", "cc_aqua"},
 	    {"iso100_gain", "0", "iso100_gain: value", "iso100_gain"},
+	    {"gamma_enable", "2", "gamma_enable: value", "gamma_enable"},
+	    {"gamma_enable", "0.5", "gamma_enable: not a whole number", "gamma_enable"},
 	};
 	for (const Row &r : rows) {
 		SCOPED_TRACE(r.key);
@@ -182,7 +184,7 @@ TEST(Tuning, LensKeysAreRefusedWithTheirLineAndReason)
 		EXPECT_NE(err.find(r.reason), std::string::npos) << err;
 		EXPECT_EQ(err.rfind("tuning: line " + std::to_string(line_of(text, r.line_key)) + ":", 0), 0u) << err;
 	}
-	for (const char *key : {"rolloff_enable", "rolloff_gain_r", "asf_3x3", "luma_limit_2"}) {
+	for (const char *key : {"rolloff_enable", "gamma_enable", "rolloff_gain_r", "asf_3x3", "luma_limit_2"}) {
 		std::regex re(std::string("\n") + key + " *=[^\n]*(\n    [^\n]*)*");
 		std::string err = refused(std::regex_replace(bayersim_tuning_text(), re, "", std::regex_constants::format_first_only));
 		EXPECT_NE(err.find(std::string("missing key '") + key + "'"), std::string::npos) << err;

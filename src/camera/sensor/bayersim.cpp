@@ -147,6 +147,7 @@ bool bayersim_start_with(sensor_ctrl_t *s, const sensor_tuning_t *t)
 	s->af_feature = static_cast<uint8_t>(t->af_is_supported);
 	s->awb_feature = static_cast<uint8_t>(t->awb_enable);
 	s->aec_feature = static_cast<uint8_t>(t->aec_enable);
+	s->gamma_enable = static_cast<uint8_t>(t->gamma_enable);
 	s->ops = bayersim_register();
 	s->timing = {pixel_clock, pixels_per_line, lines_per_frame, set_aec_snapshot};
 	sensor_post_init(s);

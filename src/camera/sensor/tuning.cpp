@@ -108,6 +108,7 @@ const key_t keys[] = {
     KF(ccm_lowlight, 13, -16, 16),
     KI(ccm_lowlight_enable, 1, 0, 1),
     KI(black_level, 2, 0, 511),
+    KI(gamma_enable, 1, 0, 1),
     KI(gamma_knots, GAMMA_TABLES * GAMMA_KNOTS, 0, 255),
     KI(solarize_knots, GAMMA_KNOTS, 0, 255),
     KI(rolloff_enable, 1, 0, 1),

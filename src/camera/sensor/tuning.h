@@ -82,6 +82,9 @@ struct sensor_tuning_t {
 	int32_t ccm_lowlight_enable;
 	// Black level of the raw pixel: the two values of the VFE's record.
 	std::array<int32_t, 2> black_level;
+	// Whether the VFE's gamma stage runs: 1 gives the picture the tables
+	// below (and the client's contrast), 0 leaves it linear.
+	int32_t gamma_enable;
 	// Gamma: knots of four tables, and the tables drawn through them, one
 	// row of GAMMA_ROW bytes each.
 	std::array<int32_t, GAMMA_TABLES * GAMMA_KNOTS> gamma_knots;
