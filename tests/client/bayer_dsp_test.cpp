@@ -81,6 +81,25 @@ TEST(BayerDspRecords, WhatTheBuildersWriteIsWhatTheDspReads)
 	EXPECT_EQ(p.rgb_gamma.at[700], 99);
 }
 
+// Each enable bit of the start record, set alone, switches its own stage
+// and no other.
+TEST(BayerDspRecords, EachStartBitSwitchesItsOwnStage)
+{
+	const std::pair<unsigned, bool vfe_enables_t::*> bits[] = {{0, &vfe_enables_t::black_level},
+								   {1, &vfe_enables_t::roll_off},
+								   {2, &vfe_enables_t::white_balance},
+								   {3, &vfe_enables_t::rgb_gamma}};
+	for (const auto &[bit, stage] : bits) {
+		auto start = cam::VFE_DefaultStartCmd;
+		for (const auto &[b, s] : bits)
+			start.set(8, b, 1, b == bit ? 1 : 0);
+		bayer_path_t p;
+		ASSERT_TRUE(bayer_take_record(p, cam::VFE_QUEUE_CMD, cam::VFE_CMD_START, bytes(start)));
+		for (const auto &[b, s] : bits)
+			EXPECT_EQ(p.enables.*s, b == bit) << "bit " << bit << " set, stage of bit " << b;
+	}
+}
+
 TEST(BayerDspRecords, RollOffRowsSplitGainAndSlope)
 {
 	vfe_rec<520> r = cam::VFE_DefaultRollOffCfgCmd;
