@@ -3,6 +3,7 @@
 // makes a 10-bit pixel on a black pedestal, and the VFE's stages follow
 // as the records last sent set them.
 #include "sim/bayer_dsp.h"
+#include "sim/bayer_frame_log.h"
 
 #include <algorithm>
 #include <cmath>
@@ -250,7 +251,7 @@ void bayer_log_frame(const bayer_scene_t &s, const bayer_path_t &p, uint64_t fra
 			      p.lens, bayer_focus_value(s, p.lens), std::min(255.0, exposure), p.wb_q7[0], p.wb_q7[1],
 			      p.wb_q7[2], y, cb, cr);
 	::mkdir((board.root() + "/var").c_str(), 0755);
-	std::string path = board.root() + "/var/" + BAYER_FRAME_LOG;
+	std::string path = board.root() + BAYER_FRAME_LOG;
 	int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
 	if (fd < 0)
 		return;

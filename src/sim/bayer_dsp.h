@@ -70,11 +70,10 @@ std::array<double, 3> bayer_sense(const bayer_scene_t &s, const bayer_path_t &p,
 void bayer_pixel(const bayer_scene_t &s, const bayer_path_t &p, uint32_t x, uint32_t y, uint32_t w, uint32_t h,
 		 uint8_t *luma, uint8_t *cb, uint8_t *cr);
 // With camera.frame_log = 1, one line per statistics frame appended to
-// var/bayer_frames.csv of the board: frame, scene light, illuminant r/g
-// and b/g, gain (Q8), lines, lens position, focus value, the mid-grey
-// patch's raw green (8 bits), white balance gains (Q7) and the patch's
-// Y, Cb, Cr in the picture.
-constexpr const char *BAYER_FRAME_LOG = "bayer_frames.csv";
+// the board's frame log (bayer_frame_log.h): frame, scene light,
+// illuminant r/g and b/g, gain (Q8), lines, lens position, focus value,
+// the mid-grey patch's raw green (8 bits), white balance gains (Q7) and
+// the patch's Y, Cb, Cr in the picture.
 void bayer_log_frame(const bayer_scene_t &s, const bayer_path_t &p, uint64_t frame);
 void bayer_render_ycbcr420(const bayer_scene_t &s, const bayer_path_t &p, uint8_t *y_plane, uint8_t *cbcr, uint32_t w,
 			   uint32_t h);

@@ -5,11 +5,15 @@
 
 #include <cmath>
 #include <cstdio>
+#include <fstream>
 #include <sstream>
 #include <string>
 #include <vector>
 
 namespace sim::camera {
+
+// The log's place in the board folder.
+constexpr const char *BAYER_FRAME_LOG = "/var/bayer_frames.csv";
 
 struct bayer_frame_t {
 	unsigned long long frame = 0;
@@ -36,6 +40,15 @@ inline std::vector<bayer_frame_t> bayer_parse_frames(const std::string &text)
 			out.push_back(f);
 	}
 	return out;
+}
+
+// The frame log of the board at board_dir, as it stands now.
+inline std::vector<bayer_frame_t> bayer_read_frames(const std::string &board_dir)
+{
+	std::ifstream in(board_dir + BAYER_FRAME_LOG);
+	std::stringstream text;
+	text << in.rdbuf();
+	return bayer_parse_frames(text.str());
 }
 
 // Frames from `from` until the mid-grey patch's raw green stays within

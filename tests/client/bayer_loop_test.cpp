@@ -50,7 +50,7 @@ protected:
 
 	std::vector<bayer_frame_t> frames() const
 	{
-		return sim::camera::bayer_parse_frames(phone.file("/var/bayer_frames.csv"));
+		return sim::camera::bayer_parse_frames(phone.file(sim::camera::BAYER_FRAME_LOG));
 	}
 
 	// Waits, bounded, until the log holds `count` frames from the first one

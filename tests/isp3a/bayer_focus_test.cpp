@@ -2,8 +2,6 @@
 // sensor's lens, the DSP's focus values follow the lens, and the search
 // ends on the board's peak, wherever the peak is, end stops included.
 #include <chrono>
-#include <fstream>
-#include <sstream>
 #include <thread>
 
 #include "camera/cam_fixture.h"
@@ -14,13 +12,7 @@ using namespace camtest;
 
 namespace {
 
-std::vector<sim::camera::bayer_frame_t> frame_log()
-{
-	std::ifstream in(board_dir() + "/var/" + sim::camera::BAYER_FRAME_LOG);
-	std::stringstream ss;
-	ss << in.rdbuf();
-	return sim::camera::bayer_parse_frames(ss.str());
-}
+std::vector<sim::camera::bayer_frame_t> frame_log() { return sim::camera::bayer_read_frames(board_dir()); }
 
 class BayerFocus : public CamConf, public ::testing::WithParamInterface<int> {
 protected:
@@ -30,7 +22,7 @@ protected:
 	}
 	void SetUp() override
 	{
-		std::remove((board_dir() + "/var/" + sim::camera::BAYER_FRAME_LOG).c_str());
+		std::remove((board_dir() + sim::camera::BAYER_FRAME_LOG).c_str());
 		set_board("camera.frame_log", "1");
 		set_board("camera.focus_peak", std::to_string(GetParam()));
 		CamConf::SetUp();

@@ -5,8 +5,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
-#include <fstream>
-#include <sstream>
 #include <thread>
 #include <unistd.h>
 
@@ -30,14 +28,6 @@ int send(int fd, uint16_t type, const void *arg, uint16_t length)
 	return plat::ioctl(fd, MSM_CAM_IOCTL_CTRL_COMMAND, &cmd) < 0 ? -1 : static_cast<int>(cmd.status);
 }
 
-std::vector<sim::camera::bayer_frame_t> frame_log(const std::string &board)
-{
-	std::ifstream in(board + "/var/" + sim::camera::BAYER_FRAME_LOG);
-	std::stringstream ss;
-	ss << in.rdbuf();
-	return sim::camera::bayer_parse_frames(ss.str());
-}
-
 // Waits, bounded, for the search to end (the thread idle, AF neither
 // searching nor waiting for exposure), then for the frame after its last move.
 bool search_ends(const std::string &board)
@@ -47,8 +37,8 @@ bool search_ends(const std::string &board)
 		if (!sim::camera::Kernel::get().wait_idle())
 			continue;
 		if (!af_is_active() && af_ctrl()->state != WAIT_FOR_AEC_TO_SETTLE) {
-			size_t ended = frame_log(board).size();
-			while (frame_log(board).size() <= ended && std::chrono::steady_clock::now() < until)
+			size_t ended = sim::camera::bayer_read_frames(board).size();
+			while (sim::camera::bayer_read_frames(board).size() <= ended && std::chrono::steady_clock::now() < until)
 				std::this_thread::sleep_for(std::chrono::milliseconds(2));
 			return true;
 		}
@@ -77,14 +67,14 @@ bool focus_run(const std::string &dir, int peak)
 	send(fd, CAMERA_SET_PARM_DIMENSION, &d, sizeof d);
 	int32_t zero = 0;
 	send(fd, CAMERA_START_PREVIEW, &zero, sizeof zero);
-	size_t start = frame_log(board).size();
+	size_t start = sim::camera::bayer_read_frames(board).size();
 	bool ended = send(fd, CAMERA_SET_PARM_AUTO_FOCUS, &zero, sizeof zero) >= 0 && search_ends(board);
 	send(fd, CAMERA_STOP_PREVIEW, &zero, sizeof zero);
 	uint8_t none = 0;
 	send(fd, CAMERA_EXIT, &none, 0);
 	conf.join();
 	plat::close(fd);
-	std::vector<sim::camera::bayer_frame_t> f = frame_log(board);
+	std::vector<sim::camera::bayer_frame_t> f = sim::camera::bayer_read_frames(board);
 	FILE *focus = std::fopen((dir + "/focus.csv").c_str(), "w");
 	FILE *curve = std::fopen((dir + "/curve.csv").c_str(), "w");
 	if (focus) {

@@ -95,7 +95,7 @@ public:
 
 	std::vector<bayer_frame_t> frames() const
 	{
-		return sim::camera::bayer_parse_frames(phone.file("/var/bayer_frames.csv"));
+		return sim::camera::bayer_parse_frames(phone.file(sim::camera::BAYER_FRAME_LOG));
 	}
 	// Waits (at most a minute) until the log holds n frames; false if not.
 	bool wait_frames(size_t n)
