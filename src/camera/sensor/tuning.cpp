@@ -295,16 +295,6 @@ awb_box_t tuning_box(const std::array<int32_t, 10> &w)
 	return b;
 }
 
-std::array<int32_t, 13> tuning_correction_fixed(const std::array<float, 13> &ccm, float gain)
-{
-	std::array<float, 13> scaled = ccm;
-	for (size_t k = 0; k < 9; k++)
-		scaled[k] = ccm[k] * gain;  // the biases are pixel levels
-	sensor_color_correction_t c{};
-	sensor_convert_tuning_color_correction(scaled, &c);
-	return sensor_color_correction_words(c);
-}
-
 bool tuning_parse(std::string_view text, sensor_tuning_t *out, std::string *err)
 {
 	*out = sensor_tuning_t{};

@@ -119,8 +119,5 @@ bool tuning_parse(std::string_view text, sensor_tuning_t *out, std::string *err)
 // Reads the file through the platform layer and parses it.
 bool tuning_load(const char *path, sensor_tuning_t *out, std::string *err);
 awb_box_t tuning_box(const std::array<int32_t, 10> &words);
-// A colour correction in the VFE's fixed point: the nine coefficients, times
-// gain, in Q(7 + the factor, 0 to 3), the biases truncated, and last that Q.
-std::array<int32_t, 13> tuning_correction_fixed(const std::array<float, 13> &ccm, float gain);
 
 }  // namespace cam
