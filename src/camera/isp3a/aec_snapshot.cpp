@@ -246,13 +246,10 @@ int32_t aec_algo_snapshot(isp3a_ctx_t *ctx, isp3a_update_t *update)
 	update->line_count = e.line_count;
 	update->fps = e.fps;
 	update->digital_gain = e.digital_gain;
-	if (update->fps != o.sensor_fps) {
-		if (!s.ops.set_frame_rate || !s.ops.set_frame_rate(&s, update->fps)) {
-			std::fprintf(stderr, "Failed to change the snapshot fps to :%d", static_cast<int>(update->fps));
-			return 0;
-		}
-	} else {
-		update->fps = static_cast<uint16_t>(o.sensor_fps);
+	// A rate that is not the current one goes to the sensor first.
+	if (update->fps != o.sensor_fps && (!s.ops.set_frame_rate || !s.ops.set_frame_rate(&s, update->fps))) {
+		std::fprintf(stderr, "Failed to change the snapshot fps to :%d", static_cast<int>(update->fps));
+		return 0;
 	}
 	if (s.timing.set_aec_snapshot &&
 	    !s.timing.set_aec_snapshot(&s, update->gain, update->line_count, update->digital_gain))
