@@ -200,16 +200,17 @@ void Kernel::focus_statistics()
 		auto fv = static_cast<uint32_t>(std::clamp(bayer_focus_value(bayer_board_scene(0), bayer_path_.lens), 1.0, 65535.0));
 		for (uint32_t k = 0; k < 16; ++k)
 			out[1 + k] = (af_windows_ ? uint32_t{af_grid_[k]} << 24 : 0) | fv;
-	}
-	for (uint32_t win = 0; win < 16 && !bayer_sensor(); ++win) {
-		uint32_t x0 = w / 4 + (win % 4) * (w / 8), y0 = h / 4 + (win / 4) * (h / 8);
-		uint64_t sharp = 0;
-		for (uint32_t y = y0; y < y0 + h / 8; y += 4)
-			for (uint32_t x = x0; x < x0 + w / 8; ++x) {  // up to the next window's first pixel
-				int d = scene_at(x + 1, y, w, h).y - scene_at(x, y, w, h).y;
-				sharp += static_cast<uint64_t>(d < 0 ? -d : d);
-			}
-		out[1 + win] = win << 24 | static_cast<uint32_t>(std::min<uint64_t>(sharp, 0xFFFF));
+	} else {
+		for (uint32_t win = 0; win < 16; ++win) {
+			uint32_t x0 = w / 4 + (win % 4) * (w / 8), y0 = h / 4 + (win / 4) * (h / 8);
+			uint64_t sharp = 0;
+			for (uint32_t y = y0; y < y0 + h / 8; y += 4)
+				for (uint32_t x = x0; x < x0 + w / 8; ++x) {  // up to the next window's first pixel
+					int d = scene_at(x + 1, y, w, h).y - scene_at(x, y, w, h).y;
+					sharp += static_cast<uint64_t>(d < 0 ? -d : d);
+				}
+			out[1 + win] = win << 24 | static_cast<uint32_t>(std::min<uint64_t>(sharp, 0xFFFF));
+		}
 	}
 	std::memcpy(b.vaddr, out.data(), bytes);
 	vfe_stats_msg_t body{0, b.vaddr, b.fd};
