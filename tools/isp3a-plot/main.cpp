@@ -13,14 +13,14 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
-#include <fstream>
-#include <sstream>
+#include <memory>
 #include <string>
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
 
+#include "camera/sensor/tuning.h"
 #include "focus_run.h"
 #include "sim/bayer_frame_log.h"
 #include "support/sim_phone.h"
@@ -66,22 +66,6 @@ set ylabel 'focus value'
 plot 'focus.csv' using 2:3 with linespoints pt 7 ps 0.5 title 'frames in search order', \
      'curve.csv' using 1:2 with lines dt 2 title 'scene'
 )";
-
-// The tuning's grey under each reference light, from the board's file.
-std::vector<double> tuning_row(const std::string &tuning, const std::string &key)
-{
-	std::istringstream in(tuning);
-	std::string line;
-	while (std::getline(in, line))
-		if (line.rfind(key + " ", 0) == 0 || line.rfind(key + "=", 0) == 0) {
-			std::istringstream v(line.substr(line.find('=') + 1));
-			std::vector<double> out;
-			for (double d; v >> d;)
-				out.push_back(d);
-			return out;
-		}
-	return {};
-}
 
 // Lamps of the reference lights (A, TL84, the second fluorescent,
 // Horizon, the custom fluorescent); the others are daylights.
@@ -159,8 +143,14 @@ int main(int argc, char **argv)
 		std::fprintf(stderr, "isp3a-plot: the capture that starts the preview failed\n");
 		return 1;
 	}
-	std::string tuning = run.phone.file("/system/etc/bayersim.tuning");
-	std::vector<double> ref_rg = tuning_row(tuning, "ref_rg"), ref_bg = tuning_row(tuning, "ref_bg");
+	// The tuning's grey under each reference light, from the board's file.
+	auto tuning = std::make_unique<cam::sensor_tuning_t>();
+	std::string error;
+	if (!cam::tuning_parse(run.phone.file("/system/etc/bayersim.tuning"), tuning.get(), &error)) {
+		std::fprintf(stderr, "isp3a-plot: %s\n", error.c_str());
+		return 1;
+	}
+	const auto &ref_rg = tuning->ref_rg, &ref_bg = tuning->ref_bg;
 	size_t base = run.frames().size();
 	// Board changes at these frames (from the first after the capture).
 	struct change {
@@ -173,7 +163,7 @@ int main(int argc, char **argv)
 	    {120, {{"camera.scene_light", "0.02"}, {"camera.illuminant_rg", "1.05"}, {"camera.illuminant_bg", "0.40"}}},
 	};
 	constexpr size_t LIGHT_FRAMES = 150, DARK_FRAMES = 10;
-	size_t lights = std::min(ref_rg.size(), ref_bg.size());
+	constexpr size_t lights = cam::AWB_REF_NUM;
 	for (size_t i = 0; i < lights; ++i) {
 		// A lamp is switched off and the next one on, as in a light booth;
 		// the daylights are bright, the lamps indoors dim, as in process.
